@@ -25,17 +25,17 @@ Counted* counted(cv::Mat* mat)
     return reinterpret_cast<Counted*>(mat);
 }
 
-/// Whether nothing but this reference can see the pixels.
-bool ownsAlone(cv::Mat* mat)
-{
-    return counted(mat)->references.load(std::memory_order_acquire) == 1 && mat->u &&
-           CV_XADD(&mat->u->refcount, 0) == 1 && mat->data == mat->u->origdata;
-}
-
 /// Whether the rows follow each other without gaps, as every loop over the pixels expects.
 bool isPacked(const cv::Mat& mat)
 {
     return mat.rows <= 1 || mat.step[0] == static_cast<std::size_t>(mat.cols) * mat.elemSize();
+}
+
+/// Whether nothing but this reference can see the pixels.
+bool ownsAlone(cv::Mat* mat)
+{
+    return counted(mat)->references.load(std::memory_order_acquire) == 1 && mat->u &&
+           __atomic_load_n(&mat->u->refcount, __ATOMIC_ACQUIRE) == 1 && mat->data == mat->u->origdata && isPacked(*mat);
 }
 
 bool fits(int rows, int columns, int type)
@@ -81,7 +81,7 @@ void NoxSharedMat::create(int rows, int columns, int type)
 void NoxSharedMat::deliver(const cv::Mat& mat)
 {
     auto fresh = std::make_unique<Counted>();
-    if (isPacked(mat)) {
+    if (isPacked(mat) && mat.u) {
         fresh->mat = mat;
     } else {
         fresh->mat.allocator = NOXEL::NoxMatAllocator();

@@ -14,9 +14,11 @@ inline bool memoryCovers(std::uint64_t bytes)
     return NOXEL::NoxAvailablePhysicalMemory() >= bytes;
 }
 
+/// The same before a working buffer is taken, as an exception; what every machine has is not asked for.
 inline void requireMemory(std::uint64_t bytes)
 {
-    if (!memoryCovers(bytes)) throw std::bad_alloc();
+    constexpr std::uint64_t small = std::uint64_t{64} << 20;
+    if (bytes > small && !memoryCovers(bytes)) throw std::bad_alloc();
 }
 
 /// Runs a conversion and turns any exception into the operation's own code.

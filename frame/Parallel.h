@@ -40,14 +40,15 @@ template <class Range, class Body>
 void parallelReduce(const Range& range, Body& body)
 {
     LoopContext context;
-    tbb::parallel_reduce(range, body, tbb::auto_partitioner(), context);
+    tbb::task_group_context& group = context;  // named: parallel_reduce has a form that would take the object itself
+    tbb::parallel_reduce(range, body, tbb::auto_partitioner(), group);
 }
 
 /// Rows 0 to n in the project's one kind of row loop.
 template <class Body>
 void forRows(int rows, int pieces, const Body& body)
 {
-    const auto n = static_cast<std::size_t>(rows);
+    const auto n = static_cast<std::size_t>(std::max(rows, 0));
     parallelFor(tbb::blocked_range<std::size_t>(0, n, grain(n, pieces)), body);
 }
 

@@ -13,10 +13,7 @@ namespace {
 using NOXEL3D::MMatrix3;
 using NOXEL3D::MVector3d;
 
-MVector3d widened(const NoxVector3d& v)
-{
-    return {v.X(), v.Y(), v.Z()};
-}
+MVector3d widened(const NoxVector3d& v) { return {v.X(), v.Y(), v.Z()}; }
 
 NoxMatrix4 asPose(const MMatrix3& r)
 {
@@ -59,27 +56,24 @@ MMatrix3 rotationWithinRightAngle(const MVector3d& a, const MVector3d& b)
 /// Half a turn about a unit axis.
 MMatrix3 halfTurn(const MVector3d& u)
 {
-    return {2 * u[0] * u[0] - 1, 2 * u[0] * u[1],     2 * u[0] * u[2],     2 * u[0] * u[1],    2 * u[1] * u[1] - 1,
-            2 * u[1] * u[2],     2 * u[0] * u[2],     2 * u[1] * u[2],     2 * u[2] * u[2] - 1};
+    return {2 * u[0] * u[0] - 1, 2 * u[0] * u[1], 2 * u[0] * u[2], 2 * u[0] * u[1],    2 * u[1] * u[1] - 1,
+            2 * u[1] * u[2],     2 * u[0] * u[2], 2 * u[1] * u[2], 2 * u[2] * u[2] - 1};
 }
 
-double radians(double degrees)
-{
-    return degrees * (3.14159265358979323846 / 180.0);
-}
+double radians(double degrees) { return degrees * (3.14159265358979323846 / 180.0); }
 
 }  // namespace
 
 std::wstring Nox3DUtil::toUnicode(const char* text)
 {
     std::wstring wide(std::strlen(text), L'\0');
-    if (std::mbstowcs(wide.data(), text, wide.size()) == static_cast<std::size_t>(-1)) wide.assign(wide.size(), L'\0');
+    std::mbstowcs(wide.data(), text, wide.size());  // stops at an invalid sequence: the rest stays zero
     return wide;
 }
 
 void Nox3DUtil::Transform(NoxVector3d& v, const NoxMatrix4& m) const
 {
-    const auto row = [&](int r) {
+    const auto row = [&](std::size_t r) {
         const double* e = m.Data() + 4 * r;
         return static_cast<float>(e[0]) * v.X() + static_cast<float>(e[1]) * v.Y() + static_cast<float>(e[2]) * v.Z() +
                static_cast<float>(e[3]);
@@ -117,7 +111,9 @@ NoxMatrix4 Nox3DUtil::M4VectorIntoVectorRotation(const NoxVector3d& from, const 
 
     // Beyond a right angle the formula loses digits: half a turn about the common axis first, then back the rest.
     const MVector3d v = a.cross(b);
-    const MVector3d axis = v.norm() > 1e-8 ? v / v.norm() : across(a);
+    MVector3d axis = v.norm() > 1e-8 ? v / v.norm() : across(a);
+    axis -= a * a.dot(axis);  // a short v carries few digits, and the half turn must bring a to -a
+    axis /= axis.norm();
     return asPose(product(rotationWithinRightAngle(-a, b), halfTurn(axis)));
 }
 

@@ -10,8 +10,9 @@ class MatAllocator;
 
 namespace NOXEL {
 
-/// The one source of memory for pixels, points and working planes: 64-byte aligned, not cleared, and freed blocks are
-/// kept for the next request, so that a repeated conversion does not pay for fresh pages.
+/// The one source of memory for pixels, points and working planes: 64-byte aligned and not cleared. Freed blocks are
+/// kept for the next request, so that a repeated conversion does not pay for fresh pages: up to an eighth of the
+/// machine's memory and 4 GiB; what goes beyond is given back to the system when it is freed.
 /// @throws std::bad_alloc when there is no memory. Safe from any thread.
 NOX_EXPORT void* NoxAllocate(std::size_t bytes);
 

@@ -22,9 +22,11 @@ public:
     void SetPoints(NoxVector3dArray&& points);
     /// Gives the cloud colours of its own. An empty array leaves the cloud without colours.
     void SetColors(const NoxColorArray& colors);
-    /// Takes the colours over without a copy.
+    /// Takes the colours over without a copy; other copies of the array still share their bytes.
     void SetColors(NoxColorArray&& colors);
 
+    /// The colours themselves, an empty array when there are none.
+    const NoxColorArray& Colors() const noexcept { return colors_; }
     /// The colours with bytes of their own.
     NoxColorArray DeepCopyColors() const;
     /// Back to empty.

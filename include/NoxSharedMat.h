@@ -27,8 +27,8 @@ public:
     /// @throws std::length_error for a negative or overflowing size, std::bad_alloc; the reference then as before.
     void create(int rows, int columns, int type);
 
-    /// Refers to `mat` from now on, sharing its pixels (copied first when its rows have gaps); other sharers keep what
-    /// they had.
+    /// Refers to `mat` from now on, sharing its pixels (copied first when its rows have gaps or its memory is not
+    /// its own); other sharers keep what they had.
     void deliver(const cv::Mat& mat);
 
 private:

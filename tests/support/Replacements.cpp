@@ -22,8 +22,8 @@ int environment(const char* name)
 
 }  // namespace
 
-unsigned long long Memory::available = std::numeric_limits<unsigned long long>::max();
-int Memory::queries = 0;
+std::atomic<unsigned long long> Memory::available{std::numeric_limits<unsigned long long>::max()};
+std::atomic<int> Memory::queries{0};
 
 MemoryScope::MemoryScope(unsigned long long available)
 {

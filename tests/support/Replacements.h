@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -10,8 +10,8 @@ namespace replaced {
 /// What the memory query answers and how often it was asked.
 struct Memory
 {
-    static unsigned long long available;  ///< unlimited by default
-    static int queries;
+    static std::atomic<unsigned long long> available;  ///< unlimited by default
+    static std::atomic<int> queries;
 };
 
 /// While it lives the memory query answers `available` and counts from 0.
