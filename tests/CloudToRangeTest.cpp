@@ -1,0 +1,541 @@
+#include <CloudToRangeBodies.h>
+#include <MBox.h>
+#include <Nox3DDataConvert.h>
+
+#include <gtest/gtest.h>
+#include <oneapi/tbb/global_control.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "cloud_to_range/GaussianWeights.h"
+#include "tests/support/Replacements.h"
+
+namespace {
+
+using NOXEL3D::MMatrix3;
+using NOXEL3D::MMatrix4;
+using NOXEL3D::MVector3d;
+using NOXEL3D::MVector3f;
+using Range = tbb::blocked_range<std::size_t>;
+using Points = std::vector<NoxVector3d>;
+using Floats = std::vector<float>;
+using Bytes = std::vector<unsigned char>;
+
+constexpr float kNone = -3.4028234663852886e38f;
+constexpr float kMarker = 3.4028234663852886e38f;
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+const NoxMatrix4 kIdentity(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
+
+NoxPointCloud cloudOf(const Points& points, const Bytes& colorBytes = {}, int channels = 1)
+{
+    NoxVector3dArray array;
+    for (const NoxVector3d& p : points) array.Append(p);
+    NoxPointCloud cloud;
+    cloud.SetPoints(array);
+    NoxColorArray colors;
+    colors.SetSize(static_cast<int>(colorBytes.size()) / channels, 1, channels);
+    std::copy(colorBytes.begin(), colorBytes.end(), colors.Matrix().data);
+    cloud.SetColors(colors);
+    return cloud;
+}
+
+Floats heightsOf(const NoxRangeImage& image)
+{
+    const auto* data = reinterpret_cast<const float*>(image.Data());
+    return Floats(data, data + image.Width() * image.Height());
+}
+
+long bySize(NoxPointCloud cloud, NoxRangeImage* result, int width, int height, NoxMatrix4 pose = kIdentity)
+{
+    return NOXEL::Nox3DDataConvert().PointCloudToRangeImage(cloud, result, pose, width, height);
+}
+long byResolution(NoxPointCloud cloud, NoxRangeImage* result, double x, double y, NoxMatrix4 pose = kIdentity)
+{
+    return NOXEL::Nox3DDataConvert().PointCloudToRangeImage(cloud, result, pose, x, y);
+}
+long along(NoxPointCloud cloud, NoxRangeImage* result, double x, double y, NoxVector3d direction = {0, 0, 1})
+{
+    return NOXEL::Nox3DDataConvert().PointCloudToRangeImage(cloud, result, direction, x, y);
+}
+
+/// Checks a code, and that a refused call left nothing of the result changed but its type.
+template <class Call>
+void expectRefused(const char* rule, long code, const Call& call)
+{
+    NoxRangeImage result;
+    result.SetSize(3, 2, NoxDataType16U);
+    result.SetColorSize(3, 2, 3);
+    result.SetInfo(2, 3, 4, 5, 6, 7);
+    result.SetType(1);
+    const NoxRangeImage before = result;
+    EXPECT_EQ(call(&result), code) << rule;
+    EXPECT_EQ(result.Type(), 0) << rule;
+    EXPECT_TRUE(result.Data() == before.Data() && result.ColorData() == before.ColorData() && result.Width() == 3 &&
+                result.OffsetY() == 7)
+        << rule;
+}
+
+TEST(CloudToRange, RefusesInOrder)
+{
+    const Points one{{1, 2, 3}};
+    const NoxMatrix4 zero;
+    const struct
+    {
+        const char* rule;
+        Points points;
+        NoxMatrix4 pose;
+        int width, height;
+        long code;
+    } sizes[] = {
+        {"cloud before pose", {}, zero, 1, 1, 11100002},         {"pose before width", one, zero, 1, 1, 11200001},
+        {"width before height", one, kIdentity, 1, 1, 11200002}, {"height", one, kIdentity, 2, 1, 11200003},
+        {"negative width", one, kIdentity, -5, 2, 11200002},
+    };
+    for (const auto& r : sizes)
+        expectRefused(r.rule, r.code, [&](NoxRangeImage* image) {
+            return bySize(cloudOf(r.points), image, r.width, r.height, r.pose);
+        });
+
+    const struct
+    {
+        const char* rule;
+        Points points;
+        bool frame;
+        double x, y;
+        long code;
+    } resolutions[] = {
+        {"cloud before frame", {}, false, 0, 0, 11100002},   {"frame before X", one, false, 0, 0, 11200001},
+        {"X before Y", one, true, 0, 0, 11200002},           {"Y", one, true, 1, -1, 11200003},
+        {"NaN X has no grid", one, true, kNaN, 1, 30602024}, {"NaN Y has no grid", one, true, 1, kNaN, 30602024},
+    };
+    for (const auto& r : resolutions) {
+        expectRefused(r.rule, r.code, [&](NoxRangeImage* image) {
+            return byResolution(cloudOf(r.points), image, r.x, r.y, r.frame ? kIdentity : zero);
+        });
+        expectRefused(r.rule, r.code, [&](NoxRangeImage* image) {
+            return along(cloudOf(r.points), image, r.x, r.y, r.frame ? NoxVector3d(0, 0, 1) : NoxVector3d());
+        });
+    }
+}
+
+TEST(CloudToRange, LaysTheGridOverTheBox)
+{
+    const NoxPointCloud cloud = cloudOf({{3, -4, 1}, {13, 16, 2}});  // 10 along x, 20 along y
+    const NoxMatrix4 moved(1, 0, 0, 70, 0, 1, 0, -80, 0, 0, 1, 90, 0, 0, 0, 1);
+    const NoxMatrix4 exchanged(0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
+    const struct
+    {
+        const char* rule;
+        std::function<long(NoxRangeImage*)> call;
+        int width, height;
+        double resolutionX, offsetX, resolutionY, offsetY, offsetZ;
+    } rows[] = {
+        {"size", [&](auto* r) { return bySize(cloud, r, 41, 11); }, 41, 11, 0.5, 8, 1, -3, -1},
+        {"size, offsets in float", [&](auto* r) { return bySize(cloud, r, 4, 4); }, 4, 4, double(20.0f / 3),
+         double(4.0f / (20.0f / 3)), double(10.0f / 3), double(-3.0f / (10.0f / 3)), -1},
+        {"resolution", [&](auto* r) { return byResolution(cloud, r, 3, 0.3); }, 7, 34, 3, 4.0 / 3, 0.3, -3 / 0.3, 1},
+        {"direction, as float", [&](auto* r) { return along(cloud, r, 3, 0.3); }, 7, 34, 3, 4.0 / 3, double(0.3f),
+         -3 / double(0.3f), 1},
+        {"no translation", [&](auto* r) { return bySize(cloud, r, 41, 11, moved); }, 41, 11, 0.5, 8, 1, -3, -1},
+        {"columns along x", [&](auto* r) { return bySize(cloud, r, 41, 11, exchanged); }, 41, 11, 0.25, -12, 2, 2, -1},
+        {"direction of length 2",
+         [&](auto* r) {
+             return along(cloud, r, 3, 5, {0, 0, 2});
+         },
+         7, 3, 3, 4.0 / 3, 5, -0.6, 2},
+    };
+    for (const auto& r : rows) {
+        NoxRangeImage image;
+        ASSERT_EQ(r.call(&image), 0) << r.rule;
+        EXPECT_EQ(image.Width(), r.width) << r.rule;
+        EXPECT_EQ(image.Height(), r.height) << r.rule;
+        EXPECT_EQ(image.DataType(), NoxDataType32F) << r.rule;
+        EXPECT_EQ(image.ColorData(), nullptr) << r.rule;
+        const double info[] = {image.ResolutionX(), image.OffsetX(), image.ResolutionY(),
+                               image.OffsetY(),     image.OffsetZ(), image.ResolutionZ()};
+        const double expected[] = {r.resolutionX, r.offsetX, r.resolutionY, r.offsetY, r.offsetZ, 1.0};
+        for (int i = 0; i < 6; ++i) EXPECT_EQ(info[i], expected[i]) << r.rule << ", number " << i;
+    }
+
+    NoxRangeImage one;
+    ASSERT_EQ(byResolution(cloudOf({{5, 6, 7}}), &one, 0.1, 0.2), 0);
+    EXPECT_EQ(one.Width(), 1);
+    EXPECT_EQ(heightsOf(one), Floats{7});
+}
+
+TEST(CloudToRange, TellsBoxesThatGiveNoGrid)
+{
+    const NoxVector3d a(0, 0, 0), b(2, 3, 4);
+    const struct
+    {
+        const char* rule;
+        Points points;
+        long size, resolution;
+    } rows[] = {
+        {"a marker", {a, b, {1, 1, kMarker}}, 30602017, 30602024},
+        {"nothing but NaN", {{kNaN, kNaN, kNaN}}, 30602017, 30602024},
+        {"an infinity", {a, b, {1, -kInfinity, 1}}, 30602017, 30602024},
+        {"an edge beyond float", {{-3e38f, 0, 0}, {3e38f, 3, 4}}, 30602017, 30602024},
+        {"no extent along x", {a, {0, 3, 4}}, 30602017, 0},
+        {"no extent along y", {a, {2, 0, 4}}, 30602017, 0},
+        {"flat is no fault", {a, {2, 3, 0}}, 0, 0},
+        {"a NaN among numbers is no fault", {a, {kNaN, 1, 1}, {1, kNaN, 1}, {1, 1, kNaN}, b}, 0, 0},
+    };
+    for (const auto& r : rows) {
+        NoxRangeImage image;
+        EXPECT_EQ(bySize(cloudOf(r.points), &image, 5, 4), r.size) << r.rule;
+        EXPECT_EQ(byResolution(cloudOf(r.points), &image, 0.5, 0.5), r.resolution) << r.rule;
+        if (r.size == 0) {
+            EXPECT_EQ(heightsOf(image)[0], 0.0f) << r.rule;
+        }
+    }
+}
+
+TEST(CloudToRange, AsksForMemoryFromAGridSizeOn)
+{
+    const NoxPointCloud cloud = cloudOf({{0, 0, 1}, {1e6f, 2e6f, 2}});
+    const struct
+    {
+        const char* rule;
+        std::function<long(NoxRangeImage*)> call;
+        unsigned long long available;
+        int queries;
+    } rows[] = {
+        {"too many columns are never asked for", [&](auto* r) { return byResolution(cloud, r, 1e-9, 1e5); }, 0, 0},
+        {"too many rows", [&](auto* r) { return byResolution(cloud, r, 1e5, 1e-9); }, 0, 0},
+        {"17300 x 17300 only before the heights", [&](auto* r) { return bySize(cloud, r, 17300, 17300); }, 0, 1},
+        {"17400 x 17400 needs 24 bytes", [&](auto* r) { return bySize(cloud, r, 17400, 17400); }, 7266239999, 1},
+        {"17400 x 17400 then needs 40", [&](auto* r) { return bySize(cloud, r, 17400, 17400); }, 12110399999, 2},
+        {"a thin grid", [&](auto* r) { return bySize(cloud, r, 2, 2147483647); }, 1000000000, 1},
+        {"the largest grid", [&](auto* r) { return bySize(cloud, r, 2147483647, 2147483647); }, 1ull << 50, 1},
+    };
+    for (const auto& r : rows) {
+        const replaced::MemoryScope memory(r.available);
+        expectRefused(r.rule, 30602012, r.call);
+        EXPECT_EQ(memory.queries(), r.queries) << r.rule;
+    }
+}
+
+TEST(CloudToRange, KeepsTheTopSurface)
+{
+    // Cells of 1 x 1, so heights up to 2 apart are averaged. The cells that the corners reach are left alone.
+    const float far = 1e8f - 8;  // the float below 1e8
+    const struct
+    {
+        const char* rule;
+        Floats heights;
+        float expected;
+    } rows[] = {
+        {"mean", {5, 6}, 5.5f},
+        {"a higher surface", {5, 8}, 8},
+        {"in any order", {8, 5}, 8},
+        {"just near enough", {5, 7}, 6},
+        {"just too far", {5, 7.0000005f}, 7.0000005f},
+        {"replaced, then averaged", {5, 9, 8, 6}, 8.5f},
+        {"too high", {1e8f, 5}, 5},
+        {"too low", {-1e8f, 5}, 5},
+        {"high enough", {far, 5}, far},
+        {"below the first reference", {-1000003}, kNone},
+        {"near the first reference", {-1000002}, -1000002},
+        {"no number", {kNaN, 5, kNaN}, 5},
+    };
+    for (const auto& r : rows) {
+        Points points{{0, 0, 1}, {6, 9, 1}};
+        for (float z : r.heights) points.emplace_back(3.25f, 4.5f, z);
+        NoxRangeImage image;
+        ASSERT_EQ(byResolution(cloudOf(points), &image, 1, 1), 0) << r.rule;
+        const Floats heights = heightsOf(image);
+        for (int c : {34, 35, 44, 45}) EXPECT_FLOAT_EQ(heights[static_cast<std::size_t>(c)], r.expected) << r.rule;
+        for (int c : {33, 36, 43, 46, 24, 54}) EXPECT_EQ(heights[static_cast<std::size_t>(c)], kNone) << r.rule;
+    }
+}
+
+/// The conversion told plainly: one point after the other, one cell after the other.
+struct Plain
+{
+    Floats heights;
+    Bytes colors;
+
+    Plain(const Points& points, const Bytes& bytes, int channels, const MMatrix3& axes, const NoxRangeImage& grid)
+    {
+        const auto width = static_cast<std::size_t>(grid.Width()), height = static_cast<std::size_t>(grid.Height());
+        const MMatrix4 toBox = worldToBox(points, axes);
+        const auto rx = static_cast<float>(grid.ResolutionX()), ry = static_cast<float>(grid.ResolutionY());
+        const float threshold = 2 * std::max(rx, ry);
+        const auto stride = static_cast<std::size_t>(channels);
+        const std::size_t values = channels == 1 ? 1 : channels >= 3 ? 3 : 0;
+        Floats sum(width * height), weight(sum), reference(sum.size(), -1e6f), color(sum.size() * stride);
+        for (std::size_t i = 0; i < points.size() && (bytes.empty() || values > 0); ++i) {
+            const MVector3f u = toBox * MVector3f(points[i].X(), points[i].Y(), points[i].Z());
+            const float x = u.x() / rx, y = u.y() / ry, z = points[i].Z();
+            if (!(std::abs(z) < 1e8f) || !(std::abs(x) < 1e9f) || !(std::abs(y) < 1e9f)) continue;
+            const int x0 = static_cast<int>(x), y0 = static_cast<int>(y);
+            const bool inside = x0 >= 0 && x0 < grid.Width() && y0 >= 0 && y0 < grid.Height();
+            const float dx = x - static_cast<float>(x0), dy = y - static_cast<float>(y0);
+            const float ex = static_cast<float>(1.0 - double(dx)), ey = static_cast<float>(1.0 - double(dy));
+            const auto update = [&](int column, int row, float r2) {
+                if (column < 0 || column >= grid.Width() || row < 0 || row >= grid.Height()) return;
+                const std::size_t c = static_cast<std::size_t>(row) * width + static_cast<std::size_t>(column);
+                const float d = z - reference[c], w = static_cast<float>(std::exp(-2.0 * double(r2)));
+                if (d > threshold) sum[c] = weight[c] = 0;
+                if (d > threshold) std::fill_n(color.begin() + static_cast<long>(c * stride), stride, 0.0f);
+                if (d >= -threshold) {
+                    sum[c] += w * z;
+                    weight[c] += w;
+                    for (std::size_t k = 0; k < values && !bytes.empty(); ++k)
+                        color[c * stride + k] += w * static_cast<float>(bytes[i * stride + k]);
+                }
+                reference[c] = std::max(reference[c], z);
+            };
+            if (inside) {
+                update(x0, y0, dx * dx + dy * dy);
+                update(x0 + 1, y0, ex * ex + dy * dy);
+                update(x0, y0 + 1, ey * ey + dx * dx);
+            }
+            update(x0 + 1, y0 + 1, ex * ex + ey * ey);
+        }
+        for (std::size_t c = 0; c < sum.size(); ++c) {
+            heights.push_back(weight[c] > 0 ? sum[c] / weight[c] : kNone);
+            for (std::size_t k = 0; k < stride && !bytes.empty(); ++k) {
+                const float mean = k < values && weight[c] > 0 ? color[c * stride + k] / weight[c] : 0;
+                colors.push_back(static_cast<unsigned char>(std::min(mean, 255.0f)));
+            }
+        }
+    }
+
+    static MMatrix4 worldToBox(const Points& points, const MMatrix3& axes)
+    {
+        MVector3f low = MVector3f::Infinity, high = -low;
+        for (const NoxVector3d& p : points) {
+            const MVector3f q = axes.transposed() * MVector3f(p.X(), p.Y(), p.Z());
+            for (int k = 0; k < 3; ++k) low[k] = std::min(low[k], q[k]), high[k] = std::max(high[k], q[k]);
+        }
+        NOXEL3D::MBox box;
+        box.setSize(high - low);
+        box.setPose(MMatrix4::Pose(axes * MVector3d::XUnit, axes * MVector3d::YUnit, axes * MVector3d::ZUnit,
+                                   axes * ((low + high) * 0.5)));
+        return MMatrix4::Pose(box.xDirection(), box.yDirection(), box.zDirection(), box.minCorner()).rigidInverse();
+    }
+};
+
+/// `rows` x `columns` points of a rough surface, somewhere near their places in a scan.
+Points scan(int rows, int columns, bool shuffled)
+{
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> share(0, 1);
+    Points points;
+    for (int r = 0; r < rows; ++r)
+        for (int c = 0; c < columns; ++c)
+            points.emplace_back(static_cast<float>(r) * 0.5f + share(random),
+                                static_cast<float>(c) * 0.25f + share(random),
+                                share(random) < 0.05f ? 4 + 3 * share(random) : share(random));
+    for (std::size_t i = 0; i < points.size(); i += 97) points[i] = {points[i].X(), kNaN, 1};
+    if (shuffled) std::shuffle(points.begin(), points.end(), random);
+    return points;
+}
+
+TEST(CloudToRange, EqualsOnePointAfterTheOtherOnAnyNumberOfThreads)
+{
+    const double c = std::cos(0.3), s = std::sin(0.3);
+    const NoxMatrix4 tilted(c, s, 0, 1, -s, c, 0, 2, 0, 0, 1, 3, 0, 0, 0, 1);
+    const MMatrix3 upright(0, 1, 0, 1, 0, 0, 0, 0, 1);
+    const MMatrix3 tiltedAxes(-s, c, 0, c, s, 0, 0, 0, 1);
+    const NoxVector3d oblique(0.3f, -0.2f, 0.9f);
+    const MMatrix3 obliqueAxes(0, 1, 0, 1, 0, 0, oblique.X(), oblique.Y(), oblique.Z());
+    const struct
+    {
+        const char* rule;
+        Points points;
+        int channels;
+        MMatrix3 axes;
+        std::function<long(NoxPointCloud, NoxRangeImage*)> call;
+    } rows[] = {
+        {"scan", scan(300, 500, false), 0, upright, [&](auto p, auto* r) { return byResolution(p, r, 0.25, 0.5); }},
+        {"shuffled", scan(300, 500, true), 0, upright, [&](auto p, auto* r) { return byResolution(p, r, 0.25, 0.5); }},
+        {"by size", scan(90, 70, true), 0, tiltedAxes, [&](auto p, auto* r) { return bySize(p, r, 233, 61, tilted); }},
+        {"frame not orthonormal: positions beside the grid", scan(80, 120, true), 0, obliqueAxes,
+         [&](auto p, auto* r) { return along(p, r, 0.3, 0.4, oblique); }},
+        {"rows cut into pieces", scan(5, 900, true), 0, upright,
+         [&](auto p, auto* r) { return bySize(p, r, 40001, 7); }},
+        {"very high", scan(900, 5, true), 0, upright, [&](auto p, auto* r) { return bySize(p, r, 2, 70001); }},
+        {"one channel", scan(200, 300, false), 1, upright,
+         [&](auto p, auto* r) { return byResolution(p, r, 0.25, 0.5); }},
+        {"two channels", scan(20, 30, false), 2, upright,
+         [&](auto p, auto* r) { return byResolution(p, r, 0.25, 0.5); }},
+        {"three channels", scan(200, 300, true), 3, upright, [&](auto p, auto* r) { return bySize(p, r, 80, 111); }},
+        {"four channels", scan(80, 120, true), 4, obliqueAxes,
+         [&](auto p, auto* r) { return along(p, r, 0.3, 0.4, oblique); }},
+    };
+    for (const auto& r : rows) {
+        Bytes bytes(r.points.size() * static_cast<std::size_t>(r.channels));
+        for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i % 11 ? 37 * i : 255);
+        const NoxPointCloud cloud = cloudOf(r.points, bytes, std::max(r.channels, 1));
+        for (const int threads : {1, 2, 16}) {
+            const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
+                                            static_cast<std::size_t>(threads));
+            NoxRangeImage image;
+            ASSERT_EQ(r.call(cloud, &image), 0) << r.rule;
+            const Plain plain(r.points, bytes, r.channels, r.axes, image);
+            ASSERT_EQ(plain.heights.size(), image.Matrix().total()) << r.rule;
+            EXPECT_EQ(std::memcmp(plain.heights.data(), image.Data(), 4 * plain.heights.size()), 0) << r.rule;
+            ASSERT_EQ(plain.colors.size(), image.ColorMatrix().total() * static_cast<std::size_t>(r.channels))
+                << r.rule;
+            EXPECT_TRUE(std::equal(plain.colors.begin(), plain.colors.end(), image.ColorData())) << r.rule;
+        }
+    }
+}
+
+TEST(CloudToRange, RefusesColoursThatAreNotOneAPoint)
+{
+    expectRefused("one short", 30602023, [](NoxRangeImage* image) {
+        return bySize(cloudOf({{0, 0, 1}, {1, 2, 1}, {2, 1, 1}}, {1, 2, 3, 4, 5, 6}, 3), image, 5, 4);
+    });
+    expectRefused("one too many", 30602023, [](NoxRangeImage* image) {
+        return byResolution(cloudOf({{0, 0, 1}, {1, 2, 1}}, {1, 2, 3}), image, 1, 2);
+    });
+}
+
+TEST(CloudToRange, WeightsAreThoseOfTheLibrarysExponential)
+{
+    const nox::GaussianWeights weights;
+    for (std::uint32_t bits = 0; bits <= 0x40000000u; bits += bits < 0x3A000000u ? 0x10001 : 0x101) {
+        float r2[4] = {0, 2, 1, 0}, w[4];
+        std::memcpy(r2 + bits % 4, &bits, 4);
+        _mm_storeu_ps(w, weights(nox::Float4(_mm_loadu_ps(r2))).v);
+        for (int k = 0; k < 4; ++k) ASSERT_EQ(w[k], static_cast<float>(std::exp(-2.0 * double(r2[k])))) << r2[k];
+    }
+}
+
+TEST(CloudToRange, ComesBackAsTheSamePoints)
+{
+    Points points;
+    for (int i = 0; i < 6; ++i)
+        for (int j = 0; j < 5; ++j)  // four cells apart, so that no cell is shared
+            points.emplace_back(-7 + 2.0f * static_cast<float>(i), 3 + static_cast<float>(j),
+                                10.0f * static_cast<float>(i) + static_cast<float>(j));
+    NoxRangeImage image;
+    ASSERT_EQ(byResolution(cloudOf(points), &image, 0.25, 0.5), 0);
+    NoxPointCloud back;
+    ASSERT_EQ(NOXEL::Nox3DDataConvert().RangeImageToPointCloud(image, &back), 0);
+    for (const NoxVector3d& p : points) {
+        float nearest = kInfinity;
+        for (int i = 0; i < back.Length(); ++i) {
+            const float* q = back.PointData() + 3 * i;
+            nearest = std::min(nearest, std::hypot(q[0] - p.X(), q[1] - p.Y(), q[2] - p.Z()));
+        }
+        EXPECT_LT(nearest, 1e-5f) << p.X() << ' ' << p.Y();
+    }
+}
+
+TEST(CloudToRangeBodies, BoxAndPositions)
+{
+    const Floats cloud{1, 2, 3, 4, -5, kMarker, kNaN, 8, 9, -6, 7, -1};
+    const MMatrix3 exchange(0, 1, 0, 1, 0, 0, 0, 0, 1);
+    NOXEL::AABB_box box(cloud.data(), &exchange), rest(box, tbb::split());
+    box(tbb::blocked_range<int>(0, 1));
+    rest(tbb::blocked_range<int>(1, 4));
+    box.join(rest);
+    EXPECT_EQ(box.min, MVector3f(-5, -6, -1));
+    EXPECT_EQ(box.max, MVector3f(7, 4, kMarker));
+
+    const MMatrix4 toBox(0, 1, 0, -1, 1, 0, 0, 5, 0, 0, 1, 9, 0, 0, 0, 1);
+    const Floats points{7, 3, 8, 1, 2, kMarker};
+    NOXEL3D::MVector3fArray positions(2, MVector3f(-1, -2, -3));
+    NOXEL::PointCloudToRangeImageRasterizationNew(points.data(), &positions, toBox, 4, 3)(Range(0, 2));
+    EXPECT_EQ(positions[0], MVector3f(0.5f, 4, 8));
+    EXPECT_EQ(positions[1], MVector3f(-1, -2, -3));
+    float x[2], y[2], z[2];
+    NOXEL::PointCloudToRangeImageRasterizationNewCUDA(points.data(), x, y, z, toBox, 4, 3)(Range(0, 2));
+    EXPECT_EQ(MVector3f(x[1], y[1], z[1]), MVector3f(0.25f, 2, kMarker));
+
+    Floats grid(12, 1.0f);
+    NOXEL::PointCloudToRangeImageInitRangeImg(grid.data(), 4)(Range(1, 2));
+    EXPECT_EQ(grid, (Floats{1, 1, 1, 1, kNone, kNone, kNone, kNone, 1, 1, 1, 1}));
+}
+
+TEST(CloudToRangeBodies, RegistrationSpreadsOverFourCells)
+{
+    const auto w = [](double r2) { return static_cast<float>(std::exp(-2.0 * r2)); };
+    const struct
+    {
+        const char* rule;
+        MVector3f position;
+        Floats weights;  // of a grid 3 wide and 2 high
+    } rows[] = {
+        {"on a cell", {1, 0, 5}, {0, 1, w(1), 0, w(1), w(2)}},
+        {"last column", {2, 0.5f, 5}, {0, 0, w(0.25), 0, 0, w(0.25)}},
+        {"last cell", {2.5f, 1.5f, 5}, {0, 0, 0, 0, 0, w(0.5)}},
+        {"half a pixel left", {-0.5f, 0, 5}, {w(0.25), w(2.25), 0, w(1.25), w(3.25), 0}},
+        {"left, by its fourth cell", {-1.5f, 0, 5}, {0, 0, 0, w(3.25), 0, 0}},
+        {"above, by its fourth cell", {0, -1, 5}, {0, w(2), 0, 0, 0, 0}},
+        {"too far left", {-2, 0, 5}, Floats(6)},
+        {"no number", {kNaN, 0, 5}, Floats(6)},
+        {"beyond int", {0, 3e9f, 5}, Floats(6)},
+        {"infinite", {-kInfinity, 0, 5}, Floats(6)},
+    };
+    for (const auto& r : rows) {
+        MVector3f position = r.position;
+        NOXEL::PCtoRIRegisterPointNew body(3, 2, &position, 2.0);
+        body(Range(0, 1));
+        EXPECT_EQ(Floats(body.weightsData, body.weightsData + 6), r.weights) << r.rule;
+    }
+}
+
+TEST(CloudToRangeBodies, JoinAddsAndFillDivides)
+{
+    MVector3f points[] = {{1, 0, 5}, {1, 0, 11}};
+    Bytes colors{10, 20, 30, 40, 31, 41, 51, 61};
+    for (int channels : {1, 2, 3, 4}) {
+        NOXEL::PCtoRIRegisterPointWithColorNew left(3, 2, points, 2.0f, colors.data(), channels);
+        NOXEL::PCtoRIRegisterPointWithColorNew right(left, tbb::split());
+        left(Range(0, 1));
+        right(Range(1, 2));
+        left.join(right);
+        Floats heights(6, 7.0f);
+        Bytes plane(static_cast<std::size_t>(6 * channels), 99);
+        NOXEL::PointCloudToRangeImageReplaceValueWithColorNew(heights.data(), plane.data(), &left.weights,
+                                                              &left.weightedSum, &left.weightedColor, channels, 2,
+                                                              3)(Range(0, 2));
+        const auto at = [&](int cell, int k) { return int{plane[static_cast<std::size_t>(cell * channels + k)]}; };
+        if (channels == 2) {
+            EXPECT_EQ(heights, Floats(6, 7.0f));
+            EXPECT_EQ(plane, Bytes(12, 99));
+            continue;
+        }
+        EXPECT_EQ(heights[0], 7.0f) << channels;  // without weight: the height stays, the colour is 0
+        EXPECT_EQ(at(0, 0), 0) << channels;
+        EXPECT_EQ(heights[1], 8.0f) << channels;  // no test of heights between two ranges
+        const int second = channels == 1 ? 20 : channels == 3 ? 40 : 31;
+        EXPECT_EQ(at(1, 0), (10 + second) / 2) << channels;
+        if (channels == 4) {
+            EXPECT_EQ(at(1, 3), 99);
+        }
+    }
+}
+
+TEST(CloudToRangeBodies, FillOfEveryWidth)
+{
+    for (int width = 1; width <= 40; ++width) {
+        cv::Mat sum(2, width, CV_32F), weight(2, width, CV_32F);
+        Floats heights(static_cast<std::size_t>(2 * width) + 1, 3.0f);
+        Floats expected = heights;
+        for (int i = 0; i < 2 * width; ++i) {
+            const float s = static_cast<float>(i) - 7.5f;
+            const float w = i % 5 == 2 ? kNaN : i % 5 == 4 ? 0.0f : static_cast<float>(i + 1) * 1e-9f;
+            sum.ptr<float>(i / width)[i % width] = s;
+            weight.ptr<float>(i / width)[i % width] = w;
+            expected[static_cast<std::size_t>(i)] = w > 0 ? s / w : kNone;
+        }
+        NOXEL::PointCloudToRangeImageReplaceValueNew(heights.data(), &weight, &sum, 2, width)(Range(0, 2));
+        EXPECT_EQ(heights, expected) << width;
+    }
+}
+
+}  // namespace
