@@ -9,7 +9,7 @@ endfunction()
 # What objects and shared libraries have in common: hidden symbols, public headers, the flags.
 function(nox_configure_target name)
     set_target_properties(${name} PROPERTIES
-        CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON CXX_EXTENSIONS OFF)
+        CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON)
     target_include_directories(${name} PUBLIC
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/Nox3D>)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
