@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <vector>
 
 namespace nox_bench {
 
@@ -76,6 +77,24 @@ double best(int threads, std::size_t bytes, double moved, const Piece& piece)
         seconds = std::min(seconds, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
     return moved / seconds * 1e-9;
+}
+
+constexpr std::size_t kPage = 4096;
+
+unsigned char* nextPage(void* block)
+{
+    return reinterpret_cast<unsigned char*>((reinterpret_cast<std::uintptr_t>(block) + kPage) / kPage * kPage);
+}
+
+/// Whether some of the pages, looked at here and there, are in memory.
+bool isResident(unsigned char* pages, std::size_t bytes)
+{
+    for (std::size_t sixteenth = 0; sixteenth < 16; ++sixteenth) {
+        unsigned char state = 0;
+        mincore(pages + bytes / 16 * sixteenth / kPage * kPage, kPage, &state);
+        if (state & 1) return true;
+    }
+    return false;
 }
 
 template <class Measure>
@@ -148,15 +167,19 @@ void touchFresh(std::size_t bytes, int threads)
 
 void dropKeptMemory()
 {
-    // Nearly all that the library may keep, taken as blocks, emptied of pages, and given back as blocks of fresh pages.
-    constexpr std::size_t bytes = std::size_t{256} << 20;
-    void* blocks[8];
-    for (void*& block : blocks) {
-        block = NOXEL::NoxAllocate(bytes);
-        madvise(reinterpret_cast<void*>((reinterpret_cast<std::uintptr_t>(block) + 4095) & ~std::uintptr_t{4095}),
-                bytes - 4096, MADV_DONTNEED);
+    // Takes all that the library has kept, in ever smaller blocks until a block of a size is fresh, empties the blocks
+    // of their pages and gives them back.
+    std::vector<void*> taken;
+    for (std::size_t bytes = std::size_t{512} << 20; bytes >= std::size_t{1} << 20; bytes /= 2) {
+        bool kept = true;
+        while (kept) {
+            taken.push_back(NOXEL::NoxAllocate(bytes));
+            unsigned char* const page = nextPage(taken.back());
+            kept = isResident(page, bytes - kPage);
+            madvise(page, bytes - kPage, MADV_DONTNEED);
+        }
     }
-    for (void* block : blocks) NOXEL::NoxRelease(block);
+    for (void* block : taken) NOXEL::NoxRelease(block);
 }
 
 }  // namespace nox_bench

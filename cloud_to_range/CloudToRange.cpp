@@ -31,8 +31,7 @@ long convert(const NoxPointCloud& cloud, NoxRangeImage* result, const Rasterize&
     NoxRangeImage image;
     PixelFrame frame;
     if (const long failed = rasterize(&image, &frame)) return failed;
-    const NoxColorArray colors = cloud.ColorData() ? cloud.DeepCopyColors() : NoxColorArray();
-    if (const long failed = registerPoints(cloud, frame, colors, &image)) return failed;
+    if (const long failed = registerPoints(cloud, frame, cloud.Colors(), &image)) return failed;
     *result = image;
     return NOXEL::code::success;
 }

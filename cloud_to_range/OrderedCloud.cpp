@@ -88,7 +88,7 @@ long pointCloudToRangeImage(const NoxPointCloud& cloud, NoxRangeImage* result, c
 long pointCloudToRangeImageOrden(const NoxPointCloud& cloud, NoxRangeImage* result, const OrderedGrid& grid)
 {
     if (cloud.Length() == 0) return NOXEL::code::pointCloudEmpty;
-    NoxColorArray colors = cloud.DeepCopyColors();
+    const NoxColorArray& colors = cloud.Colors();
     const int channels = colors.Data() ? colors.Channel() : 0;
     if (channels > 0 && colors.Length() != cloud.Length()) throw std::length_error("not one colour for each point");
 

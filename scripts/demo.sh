@@ -18,7 +18,7 @@ step "the scan"
 data=build/demo-data
 scan=$data/usr/share/doc/python3-pcl/examples/pcldata/tutorials/table_scene_lms400.pcd
 if [[ ! -f $scan ]]; then
-    mkdir -p "$data"
+    mkdir -p "$data" && rm -f "$data"/*.deb
     download=(apt-get download -q)
     as_root=(sudo)
     if ((EUID == 0)); then

@@ -349,6 +349,10 @@ TEST(CloudToRange, EqualsOnePointAfterTheOtherOnAnyNumberOfThreads)
     const MMatrix3 tiltedAxes(-s, c, 0, c, s, 0, 0, 0, 1);
     const NoxVector3d oblique(0.3f, -0.2f, 0.9f);
     const MMatrix3 obliqueAxes(0, 1, 0, 1, 0, 0, oblique.X(), oblique.Y(), oblique.Z());
+    Points lifted = scan(80, 120, true);  // far enough to leave such a grid on either side
+    for (NoxVector3d& p : lifted) p = {p.X(), p.Y(), p.Z() + 5};
+    const NoxVector3d opposite(-0.3f, 0.2f, 0.9f);
+    const MMatrix3 oppositeAxes(0, 1, 0, 1, 0, 0, opposite.X(), opposite.Y(), opposite.Z());
     const struct
     {
         const char* rule;
@@ -360,9 +364,9 @@ TEST(CloudToRange, EqualsOnePointAfterTheOtherOnAnyNumberOfThreads)
         {"scan", scan(300, 500, false), 0, upright, [&](auto p, auto* r) { return byResolution(p, r, 0.25, 0.5); }},
         {"shuffled", scan(300, 500, true), 0, upright, [&](auto p, auto* r) { return byResolution(p, r, 0.25, 0.5); }},
         {"by size", scan(90, 70, true), 0, tiltedAxes, [&](auto p, auto* r) { return bySize(p, r, 233, 61, tilted); }},
-        {"frame not orthonormal: positions beside the grid", scan(80, 120, true), 0, obliqueAxes,
+        {"frame not orthonormal: positions beside the grid", lifted, 0, obliqueAxes,
          [&](auto p, auto* r) { return along(p, r, 0.3, 0.4, oblique); }},
-        {"rows cut into pieces", scan(5, 900, true), 0, upright,
+        {"rows cut into pieces", scan(40, 900, true), 0, upright,
          [&](auto p, auto* r) { return bySize(p, r, 40001, 7); }},
         {"very high", scan(900, 5, true), 0, upright, [&](auto p, auto* r) { return bySize(p, r, 2, 70001); }},
         {"one channel", scan(200, 300, false), 1, upright,
@@ -370,8 +374,7 @@ TEST(CloudToRange, EqualsOnePointAfterTheOtherOnAnyNumberOfThreads)
         {"two channels", scan(20, 30, false), 2, upright,
          [&](auto p, auto* r) { return byResolution(p, r, 0.25, 0.5); }},
         {"three channels", scan(200, 300, true), 3, upright, [&](auto p, auto* r) { return bySize(p, r, 80, 111); }},
-        {"four channels", scan(80, 120, true), 4, obliqueAxes,
-         [&](auto p, auto* r) { return along(p, r, 0.3, 0.4, oblique); }},
+        {"four channels", lifted, 4, oppositeAxes, [&](auto p, auto* r) { return along(p, r, 0.3, 0.4, opposite); }},
     };
     for (const auto& r : rows) {
         Bytes bytes(r.points.size() * static_cast<std::size_t>(r.channels));
@@ -498,6 +501,7 @@ TEST(CloudToRangeBodies, JoinAddsAndFillDivides)
         left(Range(0, 1));
         right(Range(1, 2));
         left.join(right);
+        if (channels == 2) left.weights.setTo(1.0);
         Floats heights(6, 7.0f);
         Bytes plane(static_cast<std::size_t>(6 * channels), 99);
         NOXEL::PointCloudToRangeImageReplaceValueWithColorNew(heights.data(), plane.data(), &left.weights,
