@@ -149,10 +149,9 @@ double inPlaceLimit(int threads)
 void reportShare(benchmark::State& state, double bytes, int threads)
 {
     const double perIteration = bytes * 1e-9;
-    state.counters["GB/s"] =
-        benchmark::Counter(perIteration, benchmark::Counter::kIsIterationInvariantRate);
-    state.counters["ofCopy"] = benchmark::Counter(perIteration / copyLimit(threads),
-                                                  benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["GB/s"] = benchmark::Counter(perIteration, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["ofCopy"] =
+        benchmark::Counter(perIteration / copyLimit(threads), benchmark::Counter::kIsIterationInvariantRate);
 }
 
 void touchFresh(std::size_t bytes, int threads)
@@ -160,7 +159,8 @@ void touchFresh(std::size_t bytes, int threads)
     const tbb::global_control control(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
     auto* block = static_cast<float*>(NOXEL::NoxAllocate(bytes));
     tbb::parallel_for(tbb::blocked_range<std::size_t>(0, bytes / kPiece), [&](const auto& range) {
-        std::fill(block + range.begin() * (kPiece / sizeof(float)), block + range.end() * (kPiece / sizeof(float)), 1.0f);
+        std::fill(block + range.begin() * (kPiece / sizeof(float)), block + range.end() * (kPiece / sizeof(float)),
+                  1.0f);
     });
     NOXEL::NoxRelease(block);
 }

@@ -19,8 +19,8 @@ void firstTouch(benchmark::State& state)
         state.ResumeTiming();
         nox_bench::touchFresh(bytes, static_cast<int>(state.range(0)));
     }
-    state.counters["GB/s"] = benchmark::Counter(static_cast<double>(bytes) * 1e-9,
-                                                benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["GB/s"] =
+        benchmark::Counter(static_cast<double>(bytes) * 1e-9, benchmark::Counter::kIsIterationInvariantRate);
 }
 
 BENCHMARK_CAPTURE(limit, read, nox_bench::readLimit)->Arg(1)->Arg(2)->Iterations(1);

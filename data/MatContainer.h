@@ -27,9 +27,6 @@ inline NoxSharedMat deepCopy(const NoxSharedMat& source)
 }
 
 /// A signed index or size as the standard containers take it: a negative one becomes too large for any of them.
-inline std::size_t place(int index)
-{
-    return static_cast<std::size_t>(index);
-}
+inline std::size_t place(int index) { return static_cast<std::size_t>(index); }
 
 }  // namespace nox

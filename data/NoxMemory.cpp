@@ -37,16 +37,14 @@ void* allocateOrNull(std::size_t bytes) noexcept
     return posix_memalign(&block, kAlignment, bytes == 0 ? 1 : bytes) == 0 ? block : nullptr;
 }
 
-void release(void* block) noexcept
-{
-    std::free(block);
-}
+void release(void* block) noexcept { std::free(block); }
 
 #else
 
 // Fresh pages cost several times the conversion that fills them, and the scalable allocator hands blocks of tens of
-// megabytes back to the system at once. So blocks come from a pool that keeps what it has taken, on huge pages where the
-// system grants them. What the pool may hold is bounded; a request beyond that goes to the scalable allocator proper.
+// megabytes back to the system at once. So blocks come from a pool that keeps what it has taken, on huge pages where
+// the system grants them. What the pool may hold is bounded; a request beyond that goes to the scalable allocator
+// proper.
 
 /// Bytes that the pool may still take from the system: an eighth of the machine's memory, 4 GiB at most.
 std::atomic<std::int64_t>& poolRoom()
@@ -138,8 +136,7 @@ public:
             if (__builtin_mul_overflow(total, static_cast<std::size_t>(sizes[i]), &total)) throw std::bad_alloc();
         }
         auto header = std::make_unique<cv::UMatData>(this);
-        header->data = header->origdata =
-            static_cast<uchar*>(data != nullptr ? data : NOXEL::NoxAllocate(total));
+        header->data = header->origdata = static_cast<uchar*>(data != nullptr ? data : NOXEL::NoxAllocate(total));
         header->size = total;
         if (data) header->flags |= cv::UMatData::USER_ALLOCATED;
         return header.release();
@@ -169,10 +166,7 @@ void* NoxAllocate(std::size_t bytes)
     return block;
 }
 
-void NoxRelease(void* block) noexcept
-{
-    release(block);
-}
+void NoxRelease(void* block) noexcept { release(block); }
 
 cv::MatAllocator* NoxMatAllocator() noexcept
 {

@@ -20,10 +20,7 @@ struct Counted
 
 static_assert(offsetof(Counted, mat) == 0);
 
-Counted* counted(cv::Mat* mat)
-{
-    return reinterpret_cast<Counted*>(mat);
-}
+Counted* counted(cv::Mat* mat) { return reinterpret_cast<Counted*>(mat); }
 
 /// Whether the rows follow each other without gaps, as every loop over the pixels expects.
 bool isPacked(const cv::Mat& mat)
@@ -61,10 +58,7 @@ NoxSharedMat& NoxSharedMat::operator=(const NoxSharedMat& other) noexcept
     return *this;
 }
 
-NoxSharedMat::~NoxSharedMat()
-{
-    reset(nullptr);
-}
+NoxSharedMat::~NoxSharedMat() { reset(nullptr); }
 
 void NoxSharedMat::create(int rows, int columns, int type)
 {

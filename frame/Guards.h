@@ -9,10 +9,7 @@ namespace nox {
 
 /// Whether the machine can really give that many bytes; an overcommitting system grants what it can't give, and kills
 /// the process later.
-inline bool memoryCovers(std::uint64_t bytes)
-{
-    return NOXEL::NoxAvailablePhysicalMemory() >= bytes;
-}
+inline bool memoryCovers(std::uint64_t bytes) { return NOXEL::NoxAvailablePhysicalMemory() >= bytes; }
 
 /// The same before a working buffer is taken, as an exception; what every machine has is not asked for.
 inline void requireMemory(std::uint64_t bytes)

@@ -43,10 +43,7 @@ struct Nox3DDataConvert::Implementation
 
 Nox3DDataConvert::Nox3DDataConvert() : implementation_(new Implementation) {}
 
-Nox3DDataConvert::~Nox3DDataConvert()
-{
-    delete implementation_;
-}
+Nox3DDataConvert::~Nox3DDataConvert() { delete implementation_; }
 
 long Nox3DDataConvert::RangeImageToPointCloud(NoxRangeImage& image, NoxPointCloud* cloud)
 {
@@ -117,9 +114,6 @@ long Nox3DDataConvert::PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImag
 
 namespace nox {
 
-const StaticConfig& facadeConfig() noexcept
-{
-    return NOXEL::config;
-}
+const StaticConfig& facadeConfig() noexcept { return NOXEL::config; }
 
 }  // namespace nox

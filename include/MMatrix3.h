@@ -28,10 +28,7 @@ public:
     /// Reckoned in double and rounded to float once.
     MVector3f operator*(const MVector3f& v) const noexcept { return (*this * MVector3d(v)).toVector3f(); }
 
-    MMatrix3 transposed() const noexcept
-    {
-        return {m_[0], m_[3], m_[6], m_[1], m_[4], m_[7], m_[2], m_[5], m_[8]};
-    }
+    MMatrix3 transposed() const noexcept { return {m_[0], m_[3], m_[6], m_[1], m_[4], m_[7], m_[2], m_[5], m_[8]}; }
 
 private:
     double m_[9];

@@ -59,10 +59,10 @@ public:
     /// Spreads an unordered cloud over a grid of width x height cells laid over its bounding box.
     ///
     /// The frame of the grid is the pose's rotation with its first two rows exchanged, so that with the identity the
-    /// columns run along the cloud's y and the rows along its x, as in every type 0 image; the pose's translation is not
-    /// read. Every point reaches the four cells round its position with the weight exp(-2 r^2), r in cells; a cell keeps
-    /// the weighted mean of the points within 2 x max(resolution) of its highest. Heights are the cloud's own z. Colours
-    /// follow with the same weights. The outcome does not depend on the number of threads.
+    /// columns run along the cloud's y and the rows along its x, as in every type 0 image; the pose's translation is
+    /// not read. Every point reaches the four cells round its position with the weight exp(-2 r^2), r in cells; a cell
+    /// keeps the weighted mean of the points within 2 x max(resolution) of its highest. Heights are the cloud's own z.
+    /// Colours follow with the same weights. The outcome does not depend on the number of threads.
     /// @param result  float, type 0, ResolutionZ 1; unchanged on failure but for its type, which is 0 in any case
     /// @param pose    row by row; the all-zero matrix is refused
     /// @param width, height  cells, at least 2; the cell size follows from the box

@@ -2,7 +2,8 @@
 
 #include <NoxSharedMat.h>
 
-/// A generic matrix. Poses are 4 x 4 of double, row by row, the translation in the last column. Copies share the values.
+/// A generic matrix. Poses are 4 x 4 of double, row by row, the translation in the last column. Copies share the
+/// values.
 class NOX_EXPORT NoxMatrix
 {
 public:

@@ -5,9 +5,9 @@
 
 namespace NOXEL {
 
-/// A view of the pixels of one range image by flat index, row x width + column, through doubles, so that one body serves
-/// all element types. It lives no longer than the image. Disjoint pixels may be written from several threads at once.
-/// Every operation throws std::out_of_range for an index outside the image.
+/// A view of the pixels of one range image by flat index, row x width + column, through doubles, so that one body
+/// serves all element types. It lives no longer than the image. Disjoint pixels may be written from several threads at
+/// once. Every operation throws std::out_of_range for an index outside the image.
 class NOX_EXPORT RangeImagePtr
 {
 public:

@@ -75,8 +75,7 @@ namespace NOXEL {
 unsigned long long NoxAvailablePhysicalMemory()
 {
     const Bytes system = valueOf("/proc/meminfo", "MemAvailable:", 0) * 1024;
-    const Bytes unified =
-        leftAlong("/sys/fs/cgroup", groupPath(""), "/memory.max", "/memory.current", "inactive_file");
+    const Bytes unified = leftAlong("/sys/fs/cgroup", groupPath(""), "/memory.max", "/memory.current", "inactive_file");
     const Bytes legacy = leftAlong("/sys/fs/cgroup/memory", groupPath("memory"), "/memory.limit_in_bytes",
                                    "/memory.usage_in_bytes", "total_inactive_file");
     return std::min({system, unified, legacy});

@@ -31,20 +31,11 @@ MemoryScope::MemoryScope(unsigned long long available)
     Memory::queries = 0;
 }
 
-MemoryScope::~MemoryScope()
-{
-    Memory::available = std::numeric_limits<unsigned long long>::max();
-}
+MemoryScope::~MemoryScope() { Memory::available = std::numeric_limits<unsigned long long>::max(); }
 
-LogScope::LogScope(bool throwing) : throwing_(throwing)
-{
-    listener = this;
-}
+LogScope::LogScope(bool throwing) : throwing_(throwing) { listener = this; }
 
-LogScope::~LogScope()
-{
-    listener = nullptr;
-}
+LogScope::~LogScope() { listener = nullptr; }
 
 void LogScope::add(const char* message, const char* module, const char* function)
 {
