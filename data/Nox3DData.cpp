@@ -56,11 +56,19 @@ NoxRangeImage NoxRangeImage::DeepCopy() const
 
 void NoxRangeImage::SetSize(int width, int height, int dataType)
 {
-    const bool colorsFit = colors_->cols == width && colors_->rows == height;
     NoxSharedMat noColors;
     mat_.create(height, width, nox::matType(dataType, 1));
-    if (!colorsFit) colors_ = noColors;
+    if (!colorsFit()) colors_ = noColors;
 }
+
+void NoxRangeImage::SetMatrix(const cv::Mat& mat)
+{
+    NoxSharedMat noColors;
+    mat_.deliver(mat);
+    if (!colorsFit()) colors_ = noColors;
+}
+
+bool NoxRangeImage::colorsFit() const noexcept { return colors_->cols == Width() && colors_->rows == Height(); }
 
 void NoxRangeImage::SetColorSize(int width, int height, int channels)
 {

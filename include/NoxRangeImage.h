@@ -78,12 +78,15 @@ public:
 
     /// The heights' storage itself; equal addresses tell that two images are one.
     cv::Mat& Matrix() const noexcept { return *mat_; }
-    /// Shows the heights of `mat` (one channel) from now on; other sharers keep what they had.
-    void SetMatrix(const cv::Mat& mat) { mat_.deliver(mat); }
+    /// Shows the heights of `mat` (one channel) from now on; other sharers keep what they had. A colour plane stays
+    /// when it still fits the grid. @throws std::bad_alloc, the image then as before
+    void SetMatrix(const cv::Mat& mat);
     /// The colours' storage itself, an empty matrix when there are none.
     cv::Mat& ColorMatrix() const noexcept { return *colors_; }
 
 private:
+    bool colorsFit() const noexcept;
+
     NoxSharedMat mat_;  // first member: the layout is part of the interface
     NoxSharedMat colors_;
     int type_ = 0;
