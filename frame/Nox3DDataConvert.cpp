@@ -2,10 +2,15 @@
 #include <NoxFastLoggerPrivate.h>
 
 #include "cloud_to_range/CloudToRange.h"
+#include "data/Checked.h"
 #include "frame/FloatingPoint.h"
 #include "frame/Guards.h"
+#include "frame/Nox3DDataConvertAlg.h"
 #include "frame/StaticConfig.h"
 #include "range_to_cloud/RangeToCloud.h"
+#include "shapes/Shapes.h"
+
+#include <algorithm>
 
 namespace NOXEL {
 
@@ -34,6 +39,37 @@ long refusal(const NoxPointCloud& cloud, bool frameRefused, bool firstRefused, b
     if (secondRefused) return code::argument3;
     return code::success;
 }
+
+bool isImageType(int imageType) { return imageType == NoxImageType8U || imageType == NoxImageType16U; }
+
+/// Kinds of regions without an area of pixels.
+bool isRefusedRegion(const NoxROI& roi)
+{
+    const int kind = roi.ROIType();
+    return kind == 5 || kind == 7 || kind == 9 || kind == 10;
+}
+
+/// The six optional outputs that hand on the grid of the source.
+struct GridOutputs
+{
+    double *resolutionX, *offsetX, *resolutionY, *offsetY, *resolutionZ, *offsetZ;
+
+    void write(const NoxRangeImage& range) const
+    {
+        put(resolutionX, range.ResolutionX());
+        put(resolutionY, range.ResolutionY());
+        put(resolutionZ, range.ResolutionZ());
+        put(offsetX, range.OffsetX());
+        put(offsetY, range.OffsetY());
+        put(offsetZ, range.OffsetZ());
+    }
+
+private:
+    static void put(double* output, double value)
+    {
+        if (output) *output = value;
+    }
+};
 
 }  // namespace
 
@@ -108,6 +144,134 @@ long Nox3DDataConvert::PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImag
         records.write("start-pointCloudToRangeImage_OrdenMethod1", __LINE__);
         return nox::pointCloudToRangeImageOrden(cloud, result, grid);
     });
+}
+
+long Nox3DDataConvert::RangeImageToImage(NoxRangeImage& range, NoxROI& roi, NoxImage* image, int imageType,
+                                         int background, double* grayScale, double* grayOffset, double* resolutionX,
+                                         double* offsetX, double* resolutionY, double* offsetY, double* resolutionZ,
+                                         double* offsetZ)
+{
+    const nox::DefaultFloatingPoint mode;
+    if (nox::pixelCount(range) == 0) return code::rangeImageEmpty;
+    if (!isImageType(imageType)) return code::argument1;
+    if (isRefusedRegion(roi)) return code::regionOrShapeKind;
+    if (!image) return code::argument1;
+    if (background < 0 || background > 255) return code::argument2;
+    GridOutputs{resolutionX, offsetX, resolutionY, offsetY, resolutionZ, offsetZ}.write(range);
+    return nox::guarded(code::rangeToImageThrew, [&] {
+        return Nox3DDataConvertAlg().NoxRangeImageToImage(range, roi, image, imageType, background, grayScale,
+                                                          grayOffset);
+    });
+}
+
+long Nox3DDataConvert::RangeImageToImage(NoxRangeImage& range, NoxROI& roi, NoxImage* image, int imageType,
+                                         int background, Nox3DPlane& plane, double low, double high, int lowGray,
+                                         int highGray, double* grayScale, double* grayLow, double* resolutionX,
+                                         double* offsetX, double* resolutionY, double* offsetY, double* resolutionZ,
+                                         double* offsetZ)
+{
+    const nox::DefaultFloatingPoint mode;
+    if (nox::pixelCount(range) == 0) return code::rangeImageEmpty;
+    if (!isImageType(imageType)) return code::argument1;
+    if (isRefusedRegion(roi)) return code::regionOrShapeKind;
+    if (!image) return code::argument1;
+    if (!(low < high) || high - low < 1e-8) return code::argument4;
+    const auto grays = static_cast<int>(static_cast<unsigned>(highGray) - static_cast<unsigned>(lowGray));
+    if (grays < 1) return code::argument6;
+    const int top = imageType == NoxImageType8U ? 255 : 65535;
+    lowGray = std::clamp(lowGray, 0, top);
+    highGray = std::clamp(highGray, 0, top);
+    if (lowGray >= highGray) return code::argument6;
+    GridOutputs{resolutionX, offsetX, resolutionY, offsetY, resolutionZ, offsetZ}.write(range);
+    return nox::guarded(code::rangeToImagePlaneThrew, [&] {
+        if (range.DataType() < NoxDataType32F) {  // the integer types store height steps
+            low = range.OffsetZ() + low / range.ResolutionZ();
+            high = range.OffsetZ() + high / range.ResolutionZ();
+        }
+        const bool usePlane = plane.IsValid();
+        const Nox3DPlane flat(NoxVector3d(0, 0, 0), NoxVector3d(0, 0, 1));
+        return Nox3DDataConvertAlg().NoxRangeImageToImage(range, roi, image, imageType, background,
+                                                          usePlane ? plane : flat, usePlane, low, high, lowGray,
+                                                          highGray, grayScale, grayLow);
+    });
+}
+
+long Nox3DDataConvert::RangeImageToImageAuto(NoxRangeImage& range, NoxImage* image, int imageType, double* resolutionX,
+                                             double* offsetX, double* resolutionY, double* offsetY, double* resolutionZ,
+                                             double* offsetZ)
+{
+    const nox::DefaultFloatingPoint mode;
+    if (nox::pixelCount(range) == 0) return code::rangeImageEmpty;
+    if (!isImageType(imageType) || !image) return code::argument1;
+    GridOutputs{resolutionX, offsetX, resolutionY, offsetY, resolutionZ, offsetZ}.write(range);
+    return nox::guarded(code::rangeToImageThrew,
+                        [&] { return Nox3DDataConvertAlg().NoxRangeImageToImageAuto(range, image, imageType); });
+}
+
+long Nox3DDataConvert::RangeImageToImageByChunk(NoxRangeImage& range, NoxImage* image, int imageType, int tileWidth,
+                                                int tileHeight, double above, double below)
+{
+    const nox::DefaultFloatingPoint mode;
+    if (nox::pixelCount(range) == 0) return code::rangeImageEmpty;
+    if (!isImageType(imageType) || !image) return code::argument1;
+    if (tileWidth <= 0) return code::argument2;
+    if (tileHeight <= 0) return code::argument3;
+    if (!(above >= 0.0)) return code::argument4;
+    if (!(below >= 0.0)) return code::argument5;
+    return nox::guarded(code::rangeToImageThrew, [&] {
+        return Nox3DDataConvertAlg().NoxRangeImageToImageByChunk(range, image, imageType, tileWidth, tileHeight, above,
+                                                                 below);
+    });
+}
+
+long Nox3DDataConvert::ImageToRangeImage(NoxImage& image, NoxRangeImage* range, int dataType, double grayScale,
+                                         double grayOffset, double resolutionX, double offsetX, double resolutionY,
+                                         double offsetY, double resolutionZ, double offsetZ)
+{
+    const nox::DefaultFloatingPoint mode;
+    range->SetType(0);
+    if (image.Channels() != 1) return code::sourceImageChannels;
+    if (nox::pixelCount(image) == 0) return code::sourceImageEmpty;
+    if (static_cast<unsigned>(dataType) > 6) return code::argument1;
+    if (grayScale <= 0.0) return code::argument2;  // a NaN passes these four
+    if (resolutionX <= 0.0) return code::argument4;
+    if (resolutionY <= 0.0) return code::argument6;
+    if (resolutionZ <= 0.0) return code::argument8;
+    return nox::guarded(code::imageToRangeThrew, [&] {
+        range->SetInfo(resolutionZ, offsetZ, resolutionX, offsetX, resolutionY, offsetY);
+        return Nox3DDataConvertAlg().NoxImageToRangeImage(image, range, dataType, grayScale, grayOffset);
+    });
+}
+
+long Nox3DDataConvert::ImageToRangeImageAuto(NoxImage& image, NoxRangeImage* range, int dataType, double resolutionX,
+                                             double offsetX, double resolutionY, double offsetY, double resolutionZ,
+                                             double offsetZ)
+{
+    const nox::DefaultFloatingPoint mode;
+    range->SetType(0);
+    if (image.Channels() != 1) return code::sourceImageChannels;
+    if (nox::pixelCount(image) == 0) return code::sourceImageEmpty;
+    if (dataType == 1 || static_cast<unsigned>(dataType) > 6) return code::argument1;
+    if (resolutionX <= 0.0) return code::argument2;
+    if (resolutionY <= 0.0) return code::argument4;
+    if (resolutionZ <= 0.0) return code::argument6;
+    return nox::guarded(code::imageToRangeAutoThrew, [&] {
+        range->SetInfo(resolutionZ, offsetZ, resolutionX, offsetX, resolutionY, offsetY);
+        return Nox3DDataConvertAlg().NoxImageToRangeImageAuto(image, range, dataType);
+    });
+}
+
+long Nox3DDataConvert::ROITo3DShape(NoxROI& roi, Nox3DShape* shape, double zHigh, double zLow, double resolutionX,
+                                    double offsetX, double resolutionY, double offsetY)
+{
+    const nox::DefaultFloatingPoint mode;
+    return nox::roiTo3DShape(roi, shape, zHigh, zLow, resolutionX, offsetX, resolutionY, offsetY);
+}
+
+long Nox3DDataConvert::Nox3DShapeToROI(Nox3DShape& shape, NoxROI* roi)
+{
+    const nox::DefaultFloatingPoint mode;
+    return nox::shapeToROI(shape, roi);
 }
 
 }  // namespace NOXEL

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Nox3DPlane.h>
+#include <Nox3DShape.h>
 #include <NoxColorArray.h>
 #include <NoxDataType.h>
 #include <NoxExport.h>
@@ -11,6 +12,7 @@
 #include <NoxMatrixArray.h>
 #include <NoxPoint.h>
 #include <NoxPointCloud.h>
+#include <NoxROI.h>
 #include <NoxRangeImage.h>
 #include <NoxRangeImageArray.h>
 #include <NoxResultCodes.h>
@@ -18,9 +20,6 @@
 #include <NoxVarArray.h>
 #include <NoxVector3d.h>
 #include <NoxVector3dArray.h>
-
-class NoxROI;
-class Nox3DShape;
 
 namespace NOXEL {
 
@@ -108,28 +107,111 @@ public:
                                   float resolutionX, float resolutionY, int samplingFactor, int samplingMethod,
                                   int outputWidth, int outputHeight, NoxRangeImage* result);
 
-    /// Stretches the heights inside a region over the gray scale. Not defined yet.
+    /// Stretches the heights inside a region over the gray scale: the lowest becomes gray 1 and the highest the top
+    /// gray, 255 or 65535, truncated between them. Gray 0 stands for an invalid pixel and for a NaN.
+    ///
+    /// The scale is measured inside the region for 8-bit and unsigned 16-bit heights, over the whole image for the
+    /// other types, a minimum above 1e15 counting as 1e15 and a maximum below -1e15 as -1e15. Where unsigned heights
+    /// are all one, or none is valid, the scale is 1 to the highest value of their type. Where others are all one,
+    /// every pixel of the image, background included, is that height rounded and saturated, or 0 where none is valid.
+    /// height = (gray - 1) * grayScale + grayOffset, in stored units.
+    ///
+    /// With `efficiency` 1 an image of the right size and type is written in place, and all that share its pixels see
+    /// it; never where it shares them with `range`.
+    /// @param range       any type and element type; its `Type()` is not looked at
+    /// @param roi         kind 3 is the whole image
+    /// @param image       unchanged on failure, but for the background in pixels that are written in place
+    /// @param imageType   a NoxImageType
+    /// @param background  gray of the pixels outside the region, 0 to 255
+    /// @param grayScale, grayOffset  heights per gray, and the height of gray 1; of a single height 0 and NaN. In
+    /// stored units
+    /// @param resolutionX, offsetX, resolutionY, offsetY, resolutionZ, offsetZ  those of `range`
+    /// @return 0; 11100001, 11200001 the image type, 11000002 a region of kind 5, 7, 9 or 10, 11200001 no image,
+    /// 11200002 in this order; 30602003 an exception
     long RangeImageToImage(NoxRangeImage& range, NoxROI& roi, NoxImage* image, int imageType, int background,
                            double* grayScale, double* grayOffset, double* resolutionX, double* offsetX,
                            double* resolutionY, double* offsetY, double* resolutionZ, double* offsetZ);
 
-    /// Maps a band of heights, relative to a plane, to a band of grays. Not defined yet.
+    /// Maps a band of heights to a band of grays, truncated; heights beyond it take the gray of that end. With a valid
+    /// plane the height above the plane along its normal is mapped, so that a tilted surface comes out flat.
+    ///
+    /// Invalid pixels, NaN and what is beyond 1e15 become gray 0. In the plane's coordinates a pixel stands at
+    /// x = row * ResolutionY + OffsetY, y = column * ResolutionX + OffsetX for 8-bit images and at
+    /// x = (row - OffsetY) * ResolutionY, y = (column - OffsetX) * ResolutionX for 16-bit ones.
+    /// height = (gray - lowGray) * grayScale + grayLow, in stored units.
+    /// @param background  clamped to the image's grays
+    /// @param plane       not used unless `IsValid()`
+    /// @param low, high   world heights for the integer element types, stored values for float and double
+    /// @param lowGray, highGray  clamped to the image's grays
+    /// @param grayScale, grayLow  heights per gray, and the height of `lowGray`, in stored units
+    /// @return 0; 11100001, 11200001 the image type, 11000002, 11200001 no image, 11200004 a band not above 1e-8,
+    /// 11200006 an empty gray band, before or after clamping, in this order; 30602004 an exception. All else as above
     long RangeImageToImage(NoxRangeImage& range, NoxROI& roi, NoxImage* image, int imageType, int background,
                            Nox3DPlane& plane, double low, double high, int lowGray, int highGray, double* grayScale,
                            double* grayLow, double* resolutionX, double* offsetX, double* resolutionY, double* offsetY,
                            double* resolutionZ, double* offsetZ);
 
-    /// Maps heights to grays by a fixed rule for each pair of types. Not defined yet.
+    /// Maps heights to grays by a fixed rule for each pair of types, so that the same stored value always gives the
+    /// same gray. Gray 0 stands for an invalid pixel and for a NaN.
+    ///
+    /// Integer heights are spread over the grays from 1 on: the same depth keeps its steps, the others are scaled.
+    /// Float and double heights show a band about 0: height / 0.01 + 127 for 8 bit, height / 0.001 + 32768 for 16 bit,
+    /// truncated, saturated at 0 and at the top gray. Resolution and offset of the heights play no part.
+    /// @return 0; 11100001, 11200001 the image type or no image; 30602003 an exception. All else as in
+    /// RangeImageToImage
     long RangeImageToImageAuto(NoxRangeImage& range, NoxImage* image, int imageType, double* resolutionX,
                                double* offsetX, double* resolutionY, double* offsetY, double* resolutionZ,
                                double* offsetZ);
 
-    /// Maps grays to heights with a scale and an offset. Not defined yet.
+    /// Maps the heights of each tile to grays by a band about the tile's mean, for surfaces whose level drifts: from
+    /// mean - `below`, gray 1, to mean + `above`, the top gray, truncated; heights beyond take the gray of that end. A
+    /// limit beyond the ends of the element type is moved there.
+    ///
+    /// The last tiles take what is left of the image, but a single row or column left over stays gray 0, as do invalid
+    /// pixels, NaN and heights beyond 1e15.
+    /// @param tileWidth, tileHeight  in pixels, above 0
+    /// @param above, below  in stored units, not below 0
+    /// @return 0; 11100001, 11200001 the image type or no image, 11200002 to 11200005 in the order of the arguments;
+    /// 30602003 an exception. All else as in RangeImageToImage
+    long RangeImageToImageByChunk(NoxRangeImage& range, NoxImage* image, int imageType, int tileWidth, int tileHeight,
+                                  double above, double below);
+
+    /// Maps grays to heights with a scale and an offset; the way back from the stretch of RangeImageToImage.
+    ///
+    /// A gray that is not 0 becomes gray x grayScale + grayOffset, in double; gray 0 becomes the invalid value of the
+    /// element type. Into float the number is rounded once. Into an integer type it is rounded to nearest, halves to
+    /// even, and saturated, with the lowest value of the type for a NaN and beyond 32 bits; 16-bit grays into the
+    /// signed 8-bit type are instead truncated, and the low 8 bits stay. So a valid gray may end on the invalid value.
+    /// @param image  one channel, 8 or 16 bit
+    /// @param range  gets new pixels and the six grid numbers; a colour plane stays when it fits the grid. Its type
+    /// becomes 0 in any case; else unchanged by a refusal
+    /// @param dataType  a NoxDataType
+    /// @param grayScale, resolutionX, resolutionY, resolutionZ  above 0; a NaN passes
+    /// @return 0; 11000005, 11000001, 11200001, 11200002, 11200004, 11200006, 11200008 in this order; 30602005 an
+    /// exception, too little memory or another depth of the image: the pixels as they were, the grid numbers set
     long ImageToRangeImage(NoxImage& image, NoxRangeImage* range, int dataType, double grayScale, double grayOffset,
                            double resolutionX, double offsetX, double resolutionY, double offsetY, double resolutionZ,
                            double offsetZ);
 
-    /// Maps grays to heights by a fixed rule for each pair of types. Not defined yet.
+    /// Maps grays to heights by a fixed rule for each pair of types; the way back from RangeImageToImageAuto.
+    ///
+    /// | heights | of 8-bit grays | of 16-bit grays |
+    /// |---|---|---|
+    /// | u8 | the gray | gray x 0.0038758507 + 1 in float, truncated, at most 255 |
+    /// | u16 | gray x 258.00787 + 1 in float, truncated, at most 65535 | the gray |
+    /// | s16, s32 | (gray - 1) x 65534 / 254 - 32767 in double, truncated | gray - 32768 |
+    /// | float, double | (gray - 128) x 0.01 in double | (gray - 32768) x 0.001 in double |
+    ///
+    /// Gray 0 becomes the invalid value, but 0 from 8-bit grays into s16 and s32, and -32768 from 16-bit grays into
+    /// s32.
+    ///
+    /// With the configuration's `efficiency` 1 the heights are written into the pixels that `range` has, which its
+    /// sharers see too, when grid and element type fit and no byte of the image lies there.
+    /// @param image, range  as in ImageToRangeImage
+    /// @param dataType  a NoxDataType other than 1
+    /// @param resolutionX, resolutionY, resolutionZ  above 0; a NaN passes
+    /// @return 0; 11000005, 11000001, 11200001, 11200002, 11200004, 11200006 in this order; 30602007 as 30602005 in
+    /// ImageToRangeImage
     long ImageToRangeImageAuto(NoxImage& image, NoxRangeImage* range, int dataType, double resolutionX, double offsetX,
                                double resolutionY, double offsetY, double resolutionZ, double offsetZ);
 
@@ -139,11 +221,29 @@ public:
     /// Turns a perspective image into an orthographic one. Not defined yet.
     long RangeImageTypeConvert(NoxRangeImage& source, NoxRangeImage* output, double referenceDistance, int method);
 
-    /// Lifts a region to a 3-D shape. Not defined yet.
+    /// Lifts a region drawn on a range image of type 0 into the space of that image: to a flat shape when the two
+    /// heights are the same (closer than 1e-10), else to the solid between them. World x comes from the row and world y
+    /// from the column, both less the offset and times the resolution; lengths and radii go through the same shift and
+    /// scale, so an offset shortens them too. Numbers are reckoned in double and rounded to float.
+    ///
+    /// Rectangles become a rectangle or box, a circle a circle or cylinder, a ring a torus or tube, a polygon a polygon
+    /// or a prism of lines, an ellipse an ellipse or elliptic cylinder, a line a line or a rectangle standing on it,
+    /// its direction cut to whole degrees, a point a point or a vertical line.
+    /// @param shape  unchanged on any failure
+    /// @return 0; 11200002 zLow above zHigh, or one of them beyond 65535 either way; 11200003 resolutionX; 11200005
+    /// resolutionY; 11000002 the whole image, which has no shape; 30602001 an exception
     long ROITo3DShape(NoxROI& roi, Nox3DShape* shape, double zHigh, double zLow, double resolutionX, double offsetX,
                       double resolutionY, double offsetY);
 
-    /// Projects a 3-D shape to a region. Not defined yet.
+    /// Projects a shape straight down and gives its outline in world units, region x along world y and region y along
+    /// world x. What stands on edge becomes a line; a plane becomes a line or a large rectangle round the origin.
+    ///
+    /// Rotations turn the points of an outline about the origin of the space, not about the shape's centre. A tilt
+    /// shortens the sides of a rectangle twice, once by the turned corners and once by the cosine; the corners of a box
+    /// come in the order of its construction, which may cross itself. Lifting and projecting do not undo each other.
+    /// @param roi  unchanged on any failure
+    /// @return 0; 11000002 no shape, or a cylinder of either kind, torus, tube or line set; 30602002 an exception, or a
+    /// polygon without corners
     long Nox3DShapeToROI(Nox3DShape& shape, NoxROI* roi);
 
 private:

@@ -38,7 +38,8 @@ __m128i fourIntegers(const T* pixels)
 inline void askAhead(const void* pixels)
 {
     constexpr std::uintptr_t page = 4096;
-    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<std::uintptr_t>(pixels) + page), _MM_HINT_T0);
+    const auto ahead = reinterpret_cast<std::uintptr_t>(pixels) + page;
+    _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);  // NOLINT(performance-no-int-to-ptr)
 }
 
 /// The element type's own invalid value, and NaN, count as invalid.

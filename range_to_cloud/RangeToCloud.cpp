@@ -67,7 +67,7 @@ struct Product
 };
 
 /// A cloud that no cache holds goes past the caches.
-bool outgrowsCaches(std::size_t points) { return points * sizeof(NoxVector3d) > (std::size_t{32} << 20); }
+bool isLargeCloud(std::size_t points) { return points * sizeof(NoxVector3d) > (std::size_t{32} << 20); }
 
 template <class T, class Rule>
 std::size_t countRow(const Rows<T>& rows, std::size_t row, const Rule& rule)
@@ -111,7 +111,7 @@ long convert(const NoxRangeImage& image, const Rule& rule, Product& product)
     if (const long failed = guarded(code::cloudSizingThrew, size)) return failed;
 
     const IntoTriples points{product.points.Data()};
-    const bool streaming = outgrowsCaches(total);
+    const bool streaming = isLargeCloud(total);
     blocks.forEach([&](std::size_t block, const RowRange& range) {
         if (colored) {
             const WithColors colors{image.ColorData(), product.colors.Data(), image.ColorMatrix().channels()};

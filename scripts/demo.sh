@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the library and the examples, and runs them on a real laser scan and a real depth
-# frame. The pictures stand in out/ afterwards. From any folder, as root or with sudo.
+# Installs what is missing, builds the library and the examples, and runs them on a real laser scan, a real depth
+# frame and a real landscape. The pictures stand in out/ afterwards. From any folder, as root or with sudo.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -37,6 +37,12 @@ build/demo/examples/scan_to_range_image "$scan" out
 
 step "depth frame -> coloured point cloud"
 build/demo/examples/depth_frame_to_cloud examples/data/objects_depth.png examples/data/objects_color.png out
+
+step "landscape -> gray pictures -> landscape"
+build/demo/examples/terrain_to_gray examples/data/terrain.png out
+
+step "regions -> shapes in space -> regions"
+build/demo/examples/region_to_shape examples/data/terrain.png out
 
 step "the program in the README"
 build/demo/examples/minimal

@@ -47,6 +47,16 @@ void write(const cv::Mat& picture, const char* format, double number, cv::Point 
 
 }  // namespace
 
+NoxRangeImage readTerrain(const std::filesystem::path& path)
+{
+    const cv::Mat grays = cv::imread(path.string(), cv::IMREAD_UNCHANGED);
+    if (grays.type() != CV_16UC1) throw std::runtime_error(path.string() + ": not a 16-bit gray picture");
+    NoxRangeImage image;
+    image.SetMatrix(grays);
+    image.SetInfo(1.0, 1000.0, 74.4, 0.0, 92.7, 0.0);  // gray 1000 is 0 m; 3 seconds of arc are narrower along a row
+    return image;
+}
+
 cv::Mat heights(const NoxRangeImage& image)
 {
     const bool isFloat = image.DataType() == NoxDataType32F;

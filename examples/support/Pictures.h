@@ -8,6 +8,10 @@
 
 namespace example {
 
+/// The landscape of examples/data: 16-bit heights in metres, rows from north to south, columns from west to east.
+/// @throws std::runtime_error for a file that is no 16-bit gray picture
+NoxRangeImage readTerrain(const std::filesystem::path& path);
+
 /// The heights in units of the points, NaN where there is none. Float or unsigned 16-bit images.
 cv::Mat heights(const NoxRangeImage& image);
 
