@@ -11,6 +11,7 @@
 #include "shapes/Shapes.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace NOXEL {
 
@@ -216,8 +217,8 @@ long Nox3DDataConvert::RangeImageToImageByChunk(NoxRangeImage& range, NoxImage* 
     if (!isImageType(imageType) || !image) return code::argument1;
     if (tileWidth <= 0) return code::argument2;
     if (tileHeight <= 0) return code::argument3;
-    if (!(above >= 0.0)) return code::argument4;
-    if (!(below >= 0.0)) return code::argument5;
+    if (std::isnan(above)) return code::argument4;
+    if (!(below >= -above)) return code::argument5;
     return nox::guarded(code::rangeToImageThrew, [&] {
         return Nox3DDataConvertAlg().NoxRangeImageToImageByChunk(range, image, imageType, tileWidth, tileHeight, above,
                                                                  below);

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <type_traits>
 
@@ -170,25 +171,27 @@ std::size_t mapByLanes(const Rule rule, const typename Rule::Gray* in, typename 
     return i;
 }
 
-/// A rule whose numbers lie two roundings of a float further from 0: in float, a number that should be whole does not
-/// fall short of it.
+/// A rule whose numbers lie a little further from 0, or nearer to it: in float a number that should be whole, or a
+/// half, may then lie on the side that it has in double.
 template <class Rule>
-struct Outwards : Rule
+struct Nudged : Rule
 {
+    double factor;
+
     template <class V>
     V operator()(V gray) const
     {
-        return Rule::operator()(gray) * (1.0 + 1.0 / (1 << 22));
+        return Rule::operator()(gray) * factor;
     }
 };
 
 /// A rule for 8-bit grays: a table, and for the narrow types lanes where they are proved to give that table: of float
-/// where they do, as they are or outwards, else of double.
+/// where they do, as they are or nudged by two roundings, else of double.
 template <class Rule>
 class ByteMap
 {
 public:
-    explicit ByteMap(const Rule& rule) : rule_(rule)
+    explicit ByteMap(const Rule& rule) : rule_(rule), floats_{rule, 1.0}
     {
         unsigned char grays[256];
         for (unsigned g = 0; g < 256; ++g) {
@@ -196,10 +199,13 @@ public:
             heights_[g] = heightOf(rule, grays[g]);
         }
         if constexpr (kNarrow) {
-            form_ = agrees<Floats8>(rule, grays)                   ? Form::floats
-                    : agrees<Floats8>(Outwards<Rule>{rule}, grays) ? Form::floatsOutwards
-                    : agrees<Doubles8>(rule, grays)                ? Form::doubles
-                                                                   : Form::table;
+            constexpr double twoRoundings = 1.0 / (1 << 22);
+            for (const double factor : {1.0, 1.0 + twoRoundings, 1.0 - twoRoundings}) {
+                floats_.factor = factor;
+                floatsAgree_ = agrees<Floats8>(floats_, grays);
+                if (floatsAgree_) break;
+            }
+            doublesAgree_ = !floatsAgree_ && agrees<Doubles8>(rule, grays);
         }
     }
 
@@ -207,12 +213,10 @@ public:
     {
         std::size_t i = 0;
         if constexpr (kNarrow) {
-            switch (form_) {
-                case Form::floats: i = mapByLanes<Floats8>(rule_, in, out, n); break;
-                case Form::floatsOutwards: i = mapByLanes<Floats8>(Outwards<Rule>{rule_}, in, out, n); break;
-                case Form::doubles: i = mapByLanes<Doubles8>(rule_, in, out, n); break;
-                case Form::table: break;
-            }
+            if (floatsAgree_)
+                i = mapByLanes<Floats8>(floats_, in, out, n);
+            else if (doublesAgree_)
+                i = mapByLanes<Doubles8>(rule_, in, out, n);
         }
         for (; i < n; ++i) out[i] = heights_[in[i]];
     }
@@ -220,7 +224,6 @@ public:
 private:
     using Height = typename Rule::Height;
     static constexpr bool kNarrow = sizeof(Height) <= 2;
-    enum class Form { table, floats, floatsOutwards, doubles };
 
     template <class Lanes, class Candidate>
     bool agrees(const Candidate& candidate, const unsigned char* grays) const
@@ -231,7 +234,9 @@ private:
     }
 
     Rule rule_;
-    Form form_ = Form::table;
+    Nudged<Rule> floats_;
+    bool floatsAgree_ = false;
+    bool doublesAgree_ = false;
     Height heights_[256];
 };
 

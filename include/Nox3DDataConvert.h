@@ -170,7 +170,7 @@ public:
     /// The last tiles take what is left of the image, but a single row or column left over stays gray 0, as do invalid
     /// pixels, NaN and heights beyond 1e15.
     /// @param tileWidth, tileHeight  in pixels, above 0
-    /// @param above, below  in stored units, not below 0
+    /// @param above, below  in stored units; one may be negative as long as the band has its ends in order
     /// @return 0; 11100001, 11200001 the image type or no image, 11200002 to 11200005 in the order of the arguments;
     /// 30602003 an exception. All else as in RangeImageToImage
     long RangeImageToImageByChunk(NoxRangeImage& range, NoxImage* image, int imageType, int tileWidth, int tileHeight,

@@ -153,7 +153,7 @@ TEST(RangeToImage, RefusalsOfFixedRulesAndTilesComeInOrder)
     EXPECT_EQ(convert.RangeImageToImageByChunk(full, &out, 2, 0, 0, 1, 1), 11200002);
     EXPECT_EQ(convert.RangeImageToImageByChunk(full, &out, 2, 1, -1, -1, 1), 11200003);
     EXPECT_EQ(convert.RangeImageToImageByChunk(full, &out, 2, 1, 1, NAN, -1), 11200004);
-    EXPECT_EQ(convert.RangeImageToImageByChunk(full, &out, 2, 1, 1, 0, -1), 11200005);
+    EXPECT_EQ(convert.RangeImageToImageByChunk(full, &out, 2, 1, 1, 2, -3), 11200005);
 }
 
 TEST(RangeToImage, HandsOutTheGrid)
