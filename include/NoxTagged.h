@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <tuple>
 #include <utility>
 #include <variant>
@@ -22,7 +23,8 @@ class NoxTagged
 public:
     int Code() const noexcept
     {
-        return std::visit([](const auto& kind) { return kind.code; }, value_);
+        constexpr int codes[] = {Kinds::code...};
+        return codes[value_.index()];
     }
 
     /// Makes the value that kind. When a copy of a parameter throws, the value stays as it was.

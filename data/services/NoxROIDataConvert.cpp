@@ -76,7 +76,7 @@ int64_t lastInside(double guess, Span range, const Inside& inside)
         probe(nearby);
         probe(in == nearby ? nearby + 1 : nearby - 1);
     }
-    while (out - in > 1) probe(in + (out - in) / 2);
+    while (out - in > 1) probe(in + (out - in) / 2);  // NOLINT(bugprone-infinite-loop): the probe moves one of them
     return in;
 }
 
