@@ -11,7 +11,6 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
-#include <chrono>
 #include <random>
 
 namespace {
@@ -27,14 +26,6 @@ NoxImage randomGrays(int depth)
     auto* words = reinterpret_cast<unsigned*>(image.ImageData());
     std::generate_n(words, image.Matrix().total() * image.Matrix().elemSize() / sizeof(unsigned), random);
     return image;
-}
-
-template <class Call>
-double seconds(const Call& call)
-{
-    const auto start = std::chrono::steady_clock::now();
-    call();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 template <bool Fixed>
@@ -56,19 +47,8 @@ void toRange(benchmark::State& state)
                                 : convert.ImageToRangeImage(image, &range, dataType, kScale, kOffset, 1, 0, 1, 0, 1, 0);
         if (code != 0) state.SkipWithError("refused");
     };
-    run();
-    run();  // the output is replaced: two of them take turns
-    peer();
-    double best = 1e9, bestOfPeer = 1e9;
-    for (auto _ : state) {
-        const double time = seconds(run);
-        state.SetIterationTime(time);
-        best = std::min(best, time);
-        bestOfPeer = std::min(bestOfPeer, seconds(peer));
-    }
-    const double bytes = static_cast<double>(image.Matrix().elemSize() + range.Matrix().elemSize()) * kSide * kSide;
-    state.counters["ofCopy"] = bytes * 1e-9 / best / nox_bench::copyLimit(threads);
-    state.counters["vsConvertTo"] = bestOfPeer / best;
+    const double bytes = static_cast<double>(image.Matrix().elemSize() + CV_ELEM_SIZE1(dataType)) * kSide * kSide;
+    nox_bench::race(state, bytes, threads, run, "vsConvertTo", peer);
 }
 
 void linearToRange(benchmark::State& state) { toRange<false>(state); }

@@ -50,6 +50,15 @@ bool isRefusedRegion(const NoxROI& roi)
     return kind == 5 || kind == 7 || kind == 9 || kind == 10;
 }
 
+/// The tests that both forms of the conversion to gray in a region begin with; 0 when all pass.
+long refusal(const NoxRangeImage& range, const NoxROI& roi, const NoxImage* image, int imageType)
+{
+    if (nox::pixelCount(range) == 0) return code::rangeImageEmpty;
+    if (!isImageType(imageType)) return code::argument1;
+    if (isRefusedRegion(roi)) return code::regionOrShapeKind;
+    return image ? code::success : code::argument1;
+}
+
 /// The six optional outputs that hand on the grid of the source.
 struct GridOutputs
 {
@@ -153,10 +162,7 @@ long Nox3DDataConvert::RangeImageToImage(NoxRangeImage& range, NoxROI& roi, NoxI
                                          double* offsetZ)
 {
     const nox::DefaultFloatingPoint mode;
-    if (nox::pixelCount(range) == 0) return code::rangeImageEmpty;
-    if (!isImageType(imageType)) return code::argument1;
-    if (isRefusedRegion(roi)) return code::regionOrShapeKind;
-    if (!image) return code::argument1;
+    if (const long refused = refusal(range, roi, image, imageType)) return refused;
     if (background < 0 || background > 255) return code::argument2;
     GridOutputs{resolutionX, offsetX, resolutionY, offsetY, resolutionZ, offsetZ}.write(range);
     return nox::guarded(code::rangeToImageThrew, [&] {
@@ -172,10 +178,7 @@ long Nox3DDataConvert::RangeImageToImage(NoxRangeImage& range, NoxROI& roi, NoxI
                                          double* offsetZ)
 {
     const nox::DefaultFloatingPoint mode;
-    if (nox::pixelCount(range) == 0) return code::rangeImageEmpty;
-    if (!isImageType(imageType)) return code::argument1;
-    if (isRefusedRegion(roi)) return code::regionOrShapeKind;
-    if (!image) return code::argument1;
+    if (const long refused = refusal(range, roi, image, imageType)) return refused;
     if (!(low < high) || high - low < 1e-8) return code::argument4;
     const auto grays = static_cast<int>(static_cast<unsigned>(highGray) - static_cast<unsigned>(lowGray));
     if (grays < 1) return code::argument6;

@@ -14,7 +14,7 @@ namespace nox {
 template <class T>
 bool outgrowsCaches(std::size_t n)
 {
-    return sizeof(T) >= 4 && n * sizeof(T) > (std::size_t{4} << 20);
+    return sizeof(T) >= 4 && n * sizeof(T) > (std::size_t{32} << 20);
 }
 
 /// Writes n elements from `out` on by fill(piece, first, count), which writes elements first to first + count to

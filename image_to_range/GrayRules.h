@@ -2,7 +2,7 @@
 
 #include "data/Checked.h"
 #include "data/ElementType.h"
-#include "image_to_range/GrayLanes.h"
+#include "data/Lanes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -26,13 +26,10 @@ struct Nearest
         return saturate<D>(v);
     }
 
-    template <class D, class V>
-    static auto eight(const V& v)
+    template <class D, class... V>
+    static Int8 eight(V... v)
     {
-        if constexpr (std::is_floating_point_v<D>)
-            return v;
-        else
-            return nearest(v);
+        return nearest(v...);
     }
 };
 
@@ -45,15 +42,15 @@ struct Truncated
         return static_cast<D>(std::min(t32(v), std::int32_t{std::numeric_limits<D>::max()}));
     }
 
-    template <class D, class V>
-    static Ints8 eight(const V& v)
+    template <class D, class... V>
+    static Int8 eight(V... v)
     {
-        return truncated(v);
+        return truncated(v...);
     }
 };
 
-/// Towards zero, and of that the low bits. Eight at once saturate instead, or take the low bits of 32: only for rules
-/// whose numbers are known to fit.
+/// Towards zero, and of that the low bits. Eight at once saturate instead to more than 8 bits, and take the low 8 of
+/// 32: only for rules whose numbers are known to fit.
 struct LowBits
 {
     template <class D>
@@ -62,12 +59,10 @@ struct LowBits
         return static_cast<D>(t64(v));
     }
 
-    template <class D, class V>
-    static Ints8 eight(const V& v)
+    template <class D, class... V>
+    static Int8 eight(V... v)
     {
-        const Ints8 whole = truncated(v);
-        if constexpr (sizeof(D) > 1) return whole;
-        return {_mm_srai_epi32(_mm_slli_epi32(whole.low, 24), 24), _mm_srai_epi32(_mm_slli_epi32(whole.high, 24), 24)};
+        return truncated(v...);
     }
 };
 
@@ -86,7 +81,7 @@ struct LinearRule
     template <class V>
     V operator()(V gray) const
     {
-        return gray * scale + offset;
+        return gray * V(scale) + V(offset);
     }
 };
 
@@ -104,7 +99,7 @@ struct DepthRule
     template <class V>
     V operator()(V gray) const
     {
-        return gray * scale + 1.0F;
+        return gray * V(scale) + V(1.0F);
     }
 };
 
@@ -123,7 +118,7 @@ struct CentredRule
     template <class V>
     V operator()(V gray) const
     {
-        return (gray - offset) * scale - 32767.0;
+        return (gray - V(offset)) * V(scale) - V(32767.0);
     }
 };
 
@@ -143,9 +138,9 @@ struct HeightRule
     V operator()(V gray) const
     {
         if constexpr (std::is_same_v<S, unsigned char>)
-            return (gray - offset - 1.0) * scale;
+            return (gray - V(offset) - V(1.0)) * V(scale);
         else
-            return (gray - offset) * scale;
+            return (gray - V(offset)) * V(scale);
     }
 };
 
@@ -157,86 +152,145 @@ typename Rule::Height heightOf(const Rule& rule, typename Rule::Gray gray)
     return Finish::template one<typename Rule::Height>(rule(static_cast<typename Rule::Number>(gray)));
 }
 
-/// The rule for the whole eights of n pixels, with the arithmetic of `Lanes`. @return their number
-template <class Lanes, class Rule>
+/// Stores eight integers, saturated to `D`; `none` where a word of `zeros` is set. The lowest value of a signed type is
+/// less than all others.
+template <class D>
+void storeHeights(D* out, __m128i zeros, D none, Int8 v)
+{
+    if constexpr (sizeof(D) == 4) {
+        const __m128i filler = _mm_set1_epi32(none);
+        auto* const at = reinterpret_cast<__m128i*>(out);
+        _mm_storeu_si128(at, select(_mm_unpacklo_epi16(zeros, zeros), filler, v.low));
+        _mm_storeu_si128(at + 1, select(_mm_unpackhi_epi16(zeros, zeros), filler, v.high));
+    } else if (none == 0) {
+        store(out, zeros, v);
+    } else {
+        const __m128i most = _mm_xor_si128(zeros, _mm_set1_epi16(std::numeric_limits<short>::max()));
+        storeWords(out, _mm_min_epi16(packed<D>(v), most));
+    }
+}
+
+/// Stores the low bytes of eight integers, the lowest one where a word of `zeros` is set.
+inline void storeLowBytes(char* out, __m128i zeros, Int8 v)
+{
+    const __m128i words = _mm_blend_epi16(v.low, _mm_slli_epi32(v.high, 16), 0xAA);
+    const __m128i order = _mm_setr_epi8(0, 4, 8, 12, 2, 6, 10, 14, 0, 0, 0, 0, 0, 0, 0, 0);
+    const __m128i most = _mm_xor_si128(_mm_packs_epi16(zeros, zeros), _mm_set1_epi8(127));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_min_epi8(_mm_shuffle_epi8(words, order), most));
+}
+
+inline void storeHeights(float* out, __m128i zeros, float none, Double4 low, Double4 high)
+{
+    const auto four = [none](float* to, __m128i mask, Double4 values) {
+        const __m128i rounded = _mm_castps_si128(_mm256_cvtpd_ps(values.lanes));
+        _mm_storeu_ps(to, _mm_castsi128_ps(select(mask, _mm_castps_si128(_mm_set1_ps(none)), rounded)));
+    };
+    four(out, _mm_unpacklo_epi16(zeros, zeros), low);
+    four(out + 4, _mm_unpackhi_epi16(zeros, zeros), high);
+}
+
+inline void storeHeights(double* out, __m128i zeros, double none, Double4 low, Double4 high)
+{
+    const auto four = [none](double* to, __m128i mask, Double4 values) {
+        const __m256i wide = _mm256_set_m128i(_mm_unpackhi_epi32(mask, mask), _mm_unpacklo_epi32(mask, mask));
+        _mm256_storeu_pd(to, select(_mm256_castsi256_pd(wide), _mm256_set1_pd(none), values.lanes));
+    };
+    four(out, _mm_unpacklo_epi16(zeros, zeros), low);
+    four(out + 4, _mm_unpackhi_epi16(zeros, zeros), high);
+}
+
+/// The rule for the whole eights of n pixels. @return their number
+template <class Rule>
 std::size_t mapByLanes(const Rule rule, const typename Rule::Gray* in, typename Rule::Height* out, std::size_t n)
 {
     using Height = typename Rule::Height;
+    using Finish = typename Rule::Finish;
     std::size_t i = 0;
     for (; i + 8 <= n; i += 8) {
-        const Grays8 grays(in + i);
-        storeEight(out + i, grays.zeros(), Rule::none,
-                   Rule::Finish::template eight<Height>(rule(Lanes(grays.integers()))));
+        const Counts8 grays(in + i);
+        const auto store = [&](auto... v) { storeHeights(out + i, grays.zeros(), Rule::none, v...); };
+        if constexpr (std::is_same_v<typename Rule::Number, float>) {
+            store(Finish::template eight<Height>(rule(grays.floats(0.0f))));
+        } else {
+            const Int8 all = grays.integers();
+            const Double4 low = rule(fourDoubles(all.low)), high = rule(fourDoubles(all.high));
+            if constexpr (std::is_floating_point_v<Height>)
+                store(low, high);
+            else if constexpr (std::is_same_v<Finish, LowBits> && sizeof(Height) == 1)
+                storeLowBytes(out + i, grays.zeros(), Finish::template eight<Height>(low, high));
+            else
+                store(Finish::template eight<Height>(low, high));
+        }
     }
     return i;
 }
 
-/// A rule whose numbers lie a little further from 0, or nearer to it: in float a number that should be whole, or a
-/// half, may then lie on the side that it has in double.
+/// A rule in double as one product and one sum in float, both a little further from 0 or nearer to it: a number that
+/// should be whole, or a half, may lie on the wrong side in float.
 template <class Rule>
-struct Nudged : Rule
+struct FloatLine : Rule
 {
-    double factor;
+    using Number = float;
 
-    template <class V>
-    V operator()(V gray) const
+    float factor = 0.0f, start = 0.0f;
+
+    FloatLine(const Rule& rule, double nudge) : Rule(rule)
     {
-        return Rule::operator()(gray) * factor;
+        const double first = rule(0.0);
+        factor = static_cast<float>((rule(255.0) - first) / 255.0 * nudge);
+        start = static_cast<float>(first * nudge);
     }
+
+    Float8 operator()(Float8 gray) const { return gray * Float8(factor) + Float8(start); }
 };
 
-/// A rule for 8-bit grays: a table, and for the narrow types lanes where they are proved to give that table: of float
-/// where they do, as they are or nudged by two roundings, else of double.
+/// A rule for 8-bit grays in lanes that are proved to give the heights of all 256: of float where they do, as they are
+/// or nudged by two roundings, else of the rule's own numbers. Without that a table.
 template <class Rule>
 class ByteMap
 {
+    using Height = typename Rule::Height;
+
 public:
-    explicit ByteMap(const Rule& rule) : rule_(rule), floats_{rule, 1.0}
+    explicit ByteMap(const Rule& rule) : rule_(rule), line_(rule, 1.0)
     {
         unsigned char grays[256];
         for (unsigned g = 0; g < 256; ++g) {
             grays[g] = static_cast<unsigned char>(g);
             heights_[g] = heightOf(rule, grays[g]);
         }
-        if constexpr (kNarrow) {
+        if constexpr (std::is_integral_v<Height>) {
             constexpr double twoRoundings = 1.0 / (1 << 22);
-            for (const double factor : {1.0, 1.0 + twoRoundings, 1.0 - twoRoundings}) {
-                floats_.factor = factor;
-                floatsAgree_ = agrees<Floats8>(floats_, grays);
-                if (floatsAgree_) break;
+            for (const double nudge : {1.0, 1.0 + twoRoundings, 1.0 - twoRoundings}) {
+                line_ = FloatLine<Rule>(rule, nudge);
+                lineAgrees_ = agrees(line_, grays);
+                if (lineAgrees_) return;
             }
-            doublesAgree_ = !floatsAgree_ && agrees<Doubles8>(rule, grays);
         }
+        ruleAgrees_ = agrees(rule, grays);
     }
 
-    void operator()(const unsigned char* in, typename Rule::Height* out, std::size_t n) const
+    void operator()(const unsigned char* in, Height* out, std::size_t n) const
     {
         std::size_t i = 0;
-        if constexpr (kNarrow) {
-            if (floatsAgree_)
-                i = mapByLanes<Floats8>(floats_, in, out, n);
-            else if (doublesAgree_)
-                i = mapByLanes<Doubles8>(rule_, in, out, n);
-        }
+        if constexpr (std::is_integral_v<Height>)
+            if (lineAgrees_) i = mapByLanes(line_, in, out, n);
+        if (ruleAgrees_) i = mapByLanes(rule_, in, out, n);
         for (; i < n; ++i) out[i] = heights_[in[i]];
     }
 
 private:
-    using Height = typename Rule::Height;
-    static constexpr bool kNarrow = sizeof(Height) <= 2;
-
-    template <class Lanes, class Candidate>
-    bool agrees(const Candidate& candidate, const unsigned char* grays) const
+    template <class Lanes>
+    bool agrees(const Lanes& lanes, const unsigned char* grays) const
     {
         Height byLanes[256];
-        mapByLanes<Lanes>(candidate, grays, byLanes, 256);
+        mapByLanes(lanes, grays, byLanes, 256);
         return std::equal(byLanes, byLanes + 256, heights_);
     }
 
     Rule rule_;
-    Nudged<Rule> floats_;
-    bool floatsAgree_ = false;
-    bool doublesAgree_ = false;
+    FloatLine<Rule> line_;
+    bool lineAgrees_ = false, ruleAgrees_ = false;
     Height heights_[256];
 };
 
@@ -254,8 +308,7 @@ public:
 
     void operator()(const unsigned short* in, typename Rule::Height* out, std::size_t n) const
     {
-        using Lanes = std::conditional_t<std::is_same_v<typename Rule::Number, float>, Floats8, Doubles8>;
-        std::size_t i = lanesFit_ ? mapByLanes<Lanes>(rule_, in, out, n) : 0;
+        std::size_t i = lanesFit_ ? mapByLanes(rule_, in, out, n) : 0;
         for (; i < n; ++i) out[i] = heightOf(rule_, in[i]);
     }
 

@@ -7,6 +7,7 @@
 #include "data/Memory.h"
 #include "frame/Guards.h"
 #include "frame/Parallel.h"
+#include "frame/Streaming.h"
 #include "range_to_cloud/PackedPoints.h"
 #include "range_to_cloud/PixelRules.h"
 
@@ -66,9 +67,6 @@ struct Product
     }
 };
 
-/// A cloud that no cache holds goes past the caches.
-bool isLargeCloud(std::size_t points) { return points * sizeof(NoxVector3d) > (std::size_t{32} << 20); }
-
 template <class T, class Rule>
 std::size_t countRow(const Rows<T>& rows, std::size_t row, const Rule& rule)
 {
@@ -111,7 +109,7 @@ long convert(const NoxRangeImage& image, const Rule& rule, Product& product)
     if (const long failed = guarded(code::cloudSizingThrew, size)) return failed;
 
     const IntoTriples points{product.points.Data()};
-    const bool streaming = isLargeCloud(total);
+    const bool streaming = outgrowsCaches<NoxVector3d>(total);
     blocks.forEach([&](std::size_t block, const RowRange& range) {
         if (colored) {
             const WithColors colors{image.ColorData(), product.colors.Data(), image.ColorMatrix().channels()};

@@ -1,10 +1,11 @@
 #pragma once
 
 #include "data/ElementType.h"
-#include "range_to_image/Lanes.h"
+#include "data/Lanes.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 

@@ -63,8 +63,16 @@ long regionRuns(const NoxROI& roi, const NoxRangeImage& range, std::vector<NoxRu
     return code;
 }
 
+std::size_t pixelsIn(const std::vector<NoxRun>& runs)
+{
+    std::size_t sum = 0;
+    for (const NoxRun& run : runs) sum += static_cast<std::size_t>(length(run));
+    return sum;
+}
+
 void fillOutside(cv::Mat& grays, const std::vector<NoxRun>& runs, int background)
 {
+    if (pixelsIn(runs) == grays.total()) return;
     const auto fill = [&](auto gray) {
         using U = typename decltype(gray)::type;
         forRows(grays.rows, algorithmConfig().tbb, [&](const tbb::blocked_range<std::size_t>& rows) {

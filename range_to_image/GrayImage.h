@@ -47,6 +47,9 @@ void deliver(const cv::Mat& grays, NoxImage* image);
 /// @return 0, or the code of the service that rasterises regions
 long regionRuns(const NoxROI& roi, const NoxRangeImage& range, std::vector<NoxRun>* runs);
 
+/// Their number.
+std::size_t pixelsIn(const std::vector<NoxRun>& runs);
+
 /// Writes the background to all pixels outside the runs of `regionRuns`.
 void fillOutside(cv::Mat& grays, const std::vector<NoxRun>& runs, int background);
 
@@ -64,19 +67,23 @@ void mapRegion(const std::vector<NoxRun>& runs, const cv::Mat& source, const cv:
                 [&](const tbb::blocked_range<int>& range) { mapRuns<T, U>(range, runs.data(), source, grays, rule); });
 }
 
-/// mapRegion by a rule that is dear next to a look-up: 8- and 16-bit heights go through a table of all their grays
-/// where there are enough of them to pay for it.
+/// mapRegion by a rule that is dear next to a look-up, for heights from `first` to `last` and the invalid one: 8- and
+/// 16-bit heights go through a table of all their grays where there are enough of them to pay for it, or through the
+/// line that is the rule but for its roundings, where that gives the same grays.
 template <class T, class U, class Rule>
-void mapRegionByTable(const std::vector<NoxRun>& runs, const cv::Mat& source, const cv::Mat& grays, const Rule& rule)
+void mapRegionByTable(const std::vector<NoxRun>& runs, const cv::Mat& source, const cv::Mat& grays, const Rule& rule,
+                      const GrayLine& line, int first, int last)
 {
-    std::size_t pixelsInRuns = 0;
-    for (const NoxRun& run : runs) pixelsInRuns += static_cast<std::size_t>(length(run));
-    if (pixelsInRuns < GrayLookup<T, U>::size) {
-        mapRegion<T, U>(runs, source, grays, rule);
-    } else {
-        const Scratch<U> table = tabulate<T, U>(rule);
+    if (pixelsIn(runs) < GrayLookup<T, U>::size) return mapRegion<T, U>(runs, source, grays, rule);
+    const Scratch<U> table = tabulate<T, U>(rule);
+    const LineLanes<T, U, float> floats(table.get(), line);
+    const LineLanes<T, U, double> doubles(table.get(), line);
+    if (sizeof(U) == 1 && floats.agrees(first, last))
+        mapRegion<T, U>(runs, source, grays, floats);
+    else if (doubles.agrees(first, last))
+        mapRegion<T, U>(runs, source, grays, doubles);
+    else
         mapRegion<T, U>(runs, source, grays, GrayLookup<T, U>{table.get()});
-    }
 }
 
 }  // namespace nox

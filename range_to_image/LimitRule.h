@@ -3,7 +3,7 @@
 #include <NoxRun.h>
 
 #include "data/Checked.h"
-#include "range_to_image/Lanes.h"
+#include "data/Lanes.h"
 
 #include <cmath>
 

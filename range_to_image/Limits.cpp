@@ -51,9 +51,12 @@ void mapRegion(const parallelRangeToImgLimitTBB<T>& body, const std::vector<NoxR
     const auto rule = flatRule<U>(body);
     if (body.usePlane)
         nox::parallelFor(nox::runRange(runs, nox::algorithmConfig().tbb), body);
-    else if constexpr (sizeof(T) <= 2)
-        nox::mapRegionByTable<T, U>(runs, *body.source, *body.destination, rule);
-    else if (nox::LimitLanes<T, U>::serves(rule))
+    else if constexpr (sizeof(T) <= 2) {
+        const double graysPerUnit = rule.band.grays / rule.band.range;
+        const nox::GrayLine line{graysPerUnit, body.lowGray - body.low * graysPerUnit, body.lowGray, body.highGray};
+        nox::mapRegionByTable<T, U>(runs, *body.source, *body.destination, rule, line, std::numeric_limits<T>::lowest(),
+                                    std::numeric_limits<T>::max());
+    } else if (nox::LimitLanes<T, U>::serves(rule))
         nox::mapRegion<T, U>(runs, *body.source, *body.destination, nox::LimitLanes<T, U>{rule});
     else
         nox::mapRegion<T, U>(runs, *body.source, *body.destination, rule);

@@ -96,7 +96,9 @@ void stretch(const cv::Mat& source, const cv::Mat& grays, const std::vector<NoxR
     const nox::Stretch<T, U> rule(std::numeric_limits<U>::max() - 1, scale.minimum, scale.maximum,
                                   static_cast<double>(nox::Element<T>::invalid));
     if constexpr (sizeof(T) <= 2) {
-        nox::mapRegionByTable<T, U>(runs, source, grays, rule);
+        const double graysPerUnit = rule.span / rule.range;
+        const nox::GrayLine line{graysPerUnit, 1.0 - scale.minimum * graysPerUnit, 1, std::numeric_limits<U>::max()};
+        nox::mapRegionByTable<T, U>(runs, source, grays, rule, line, nox::t32(scale.minimum), nox::t32(scale.maximum));
     } else if (nox::StretchLanes<T, U>::serves(rule)) {
         nox::mapRegion<T, U>(runs, source, grays, nox::StretchLanes<T, U>(rule));
     } else {

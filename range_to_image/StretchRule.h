@@ -2,7 +2,7 @@
 
 #include "data/Checked.h"
 #include "data/ElementType.h"
-#include "range_to_image/Lanes.h"
+#include "data/Lanes.h"
 
 #include <cmath>
 #include <limits>
@@ -84,10 +84,7 @@ private:
         const Float8 valid = _mm256_cmp_ps(value.lanes, _mm256_set1_ps(Element<T>::invalid), _CMP_NEQ_OQ);
         const Float8 guess = (value - Float8(floatMinimum)) * Float8(graysPerUnit) + Float8(1.0f);
         const Float8 gray = where(valid, larger(guess, Float8(1.0f + 2 * error)));
-        const Int8 up = truncated(gray + Float8(error));
-        if (!equal(up, truncated(gray - Float8(error)))) return false;
-        store(to, up);
-        return true;
+        return storeSure(to, larger(gray, Float8(0.5f)), error);
     }
 
     float floatMinimum, graysPerUnit;

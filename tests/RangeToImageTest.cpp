@@ -584,6 +584,50 @@ TEST(RangeToImageBodies, BlocksRoundAndTailsTruncate)
 
 /// With e = 2^-23 the product 3 x (1 + e) lies between two floats and rounds up to 3 + 4e, so that less 1.5 + 4e it is
 /// a half; with one rounding it stays below.
+/// Every 16-bit value as a height of T through a body made by make(heights, grays).
+template <class T, class U, class Make, class Rule>
+void expectOfBody(const Make& make, const Rule& rule)
+{
+    cv::Mat heights(1, 65536, cv::DataType<T>::depth), grays(1, 65536, cv::DataType<U>::depth);
+    for (int i = 0; i < 65536; ++i)
+        heights.at<T>(i) = static_cast<T>(sizeof(T) == 4 ? T(i - 32768) * T(65536) : static_cast<T>(i));
+    make(&heights, &grays)({0, 1});
+    for (int i = 0; i < 65536; ++i) ASSERT_EQ(grays.at<U>(i), static_cast<U>(rule(heights.at<T>(i)))) << i;
+}
+
+TEST(RangeToImageBodies, TheFixedRulesTakeOtherNumbers)
+{
+    const auto linear = [](int height) {
+        return height == 0 ? 0 : static_cast<int>(static_cast<float>(height) * 300.5f - 7.0f);
+    };
+    expectOfBody<unsigned char, unsigned short>(
+        [](auto* from, auto* to) {
+            return NOXEL::ImageConvertTBB8Uor16U<unsigned char, unsigned short>(300.5f, 7.0f, from, to);
+        },
+        linear);
+    expectOfBody<unsigned short, unsigned char>(
+        [](auto* from, auto* to) {
+            return NOXEL::ImageConvertTBB8Uor16U<unsigned short, unsigned char>(300.5f, 7.0f, from, to);
+        },
+        linear);
+
+    const auto body = [](int imageType, int elementType) {
+        return [=](auto* from, auto* to) {
+            return NOXEL::ImageConverterTBBNew(0.02, 100.0, 10, 200, imageType, elementType, from, to);
+        };
+    };
+    const auto spread = [](long number, float divisor) {
+        return static_cast<int>(std::nearbyint(190.0f * (static_cast<float>(number) / divisor) + 10.0f));
+    };
+    expectOfBody<char, unsigned short>(body(2, 1), [&](char h) { return h == -128 ? 0 : spread(h + 127, 254.0f); });
+    expectOfBody<short, unsigned char>(body(0, 3),
+                                       [&](short h) { return h == -32768 ? 0 : spread(h + 32767, 65534.0f); });
+    expectOfBody<int, unsigned char>(
+        body(0, 4), [&](int h) { return h == INT32_MIN ? 0 : spread(h * 127L / 2147483647 + 127, 255.0f); });
+    expectOfBody<float, unsigned short>(
+        body(2, 5), [](float h) { return std::clamp(static_cast<double>(h) / 0.02 + 100.0, 0.0, 65535.0); });
+}
+
 TEST(RangeToImageBodies, TheFusedBlockRoundsOnce)
 {
     const float e = 1.0f / (1 << 23), a = 1.0f + e, b = 1.5f + 4 * e;

@@ -71,8 +71,8 @@ int64_t lastInside(double guess, Span range, const Inside& inside)
     const auto probe = [&](int64_t column) {
         if (in < column && column < out) (inside(static_cast<double>(column)) ? in : out) = column;
     };
-    const int64_t nearby = nox::t64(std::floor(guess));
-    if (range.first <= nearby && nearby <= range.last) {
+    if (range.first <= range.last) {
+        const int64_t nearby = std::clamp(nox::t64(std::floor(guess)), range.first, range.last);
         probe(nearby);
         probe(in == nearby ? nearby + 1 : nearby - 1);
     }
