@@ -4,6 +4,7 @@
 
 #include <immintrin.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
@@ -62,6 +63,10 @@ inline __m256d select(__m256d mask, __m256d a, __m256d b)
 {
     return _mm256_or_pd(_mm256_and_pd(mask, a), _mm256_andnot_pd(mask, b));
 }
+inline __m256 select(__m256 mask, __m256 a, __m256 b)
+{
+    return _mm256_or_ps(_mm256_and_ps(mask, a), _mm256_andnot_ps(mask, b));
+}
 
 /// Rounded to float and widened again.
 inline Double4 throughFloat(Double4 a) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(a.lanes)); }
@@ -108,12 +113,24 @@ struct Counts8
 };
 
 inline Double4 fourDoubles(__m128i integers) { return _mm256_cvtepi32_pd(integers); }
+inline Double4 fourDoubles(const unsigned char* from) { return fourDoubles(_mm_cvtepu8_epi32(_mm_loadu_si32(from))); }
+inline Double4 fourDoubles(const char* from) { return fourDoubles(_mm_cvtepi8_epi32(_mm_loadu_si32(from))); }
+inline Double4 fourDoubles(const unsigned short* from) { return fourDoubles(_mm_cvtepu16_epi32(_mm_loadu_si64(from))); }
+inline Double4 fourDoubles(const short* from) { return fourDoubles(_mm_cvtepi16_epi32(_mm_loadu_si64(from))); }
 inline Double4 fourDoubles(const int* from)
 {
     return fourDoubles(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
 }
 inline Double4 fourDoubles(const float* from) { return _mm256_cvtps_pd(_mm_loadu_ps(from)); }
 inline Double4 fourDoubles(const double* from) { return _mm256_loadu_pd(from); }
+/// The first `count` of four, invalid values behind them; reads no further.
+template <class T>
+Double4 fourDoubles(const T* from, int count)
+{
+    T padded[4];
+    std::fill(std::copy_n(from, count, padded), padded + 4, Element<T>::invalid);
+    return fourDoubles(padded);
+}
 
 inline Float8 eightFloats(const float* from) { return _mm256_loadu_ps(from); }
 /// Rounded to float.

@@ -4,8 +4,8 @@
 # Usage: scripts/install-packages.sh demo|test|check
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config libtbb-dev libopencv-core-dev libeigen3-dev libspdlog-dev)
-demo=("${build[@]}" libopencv-imgproc-dev libopencv-imgcodecs-dev liblzf-dev libnanoflann-dev)
+build=(g++ cmake ninja-build pkg-config libtbb-dev libopencv-core-dev libopencv-imgproc-dev libeigen3-dev libspdlog-dev)
+demo=("${build[@]}" libopencv-imgcodecs-dev liblzf-dev libnanoflann-dev)
 case ${1-} in
     demo) wanted=("${demo[@]}") ;;
     test) wanted=("${demo[@]}" libgtest-dev libbenchmark-dev) ;;
