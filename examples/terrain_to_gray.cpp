@@ -15,26 +15,6 @@ namespace {
 
 constexpr int k8Bit = NoxImageType8U, kBackground = 0;
 
-/// The plane with the least squares of the heights' differences from it, in the axes of the image: x from the row.
-Nox3DPlane fitPlane(const NoxRangeImage& image)
-{
-    const cv::Mat z = example::heights(image);
-    cv::Mat ground(z.rows * z.cols, 3, CV_64F), height, plane;
-    for (int row = 0; row < z.rows; ++row) {
-        for (int column = 0; column < z.cols; ++column) {
-            double* equation = ground.ptr<double>(row * z.cols + column);
-            equation[0] = row * image.ResolutionY();
-            equation[1] = column * image.ResolutionX();
-            equation[2] = 1.0;
-        }
-    }
-    z.reshape(1, z.rows * z.cols).convertTo(height, CV_64F);
-    cv::solve(ground, height, plane, cv::DECOMP_NORMAL);
-    const auto a = static_cast<float>(plane.at<double>(0)), b = static_cast<float>(plane.at<double>(1)),
-               c = static_cast<float>(plane.at<double>(2));
-    return Nox3DPlane(NoxVector3d(0, 0, c), NoxVector3d(-a, -b, 1).Normalized());
-}
-
 /// A panel of the joined picture.
 cv::Mat panel(const NoxImage& image, const char* caption)
 {
@@ -90,7 +70,9 @@ void run(const std::filesystem::path& file, const std::filesystem::path& out)
     stretch("whole image         ", all, &whole);
     stretch("valley only         ", valley, &region);
 
-    Nox3DPlane slope = fitPlane(terrain);
+    NoxPointCloud points;
+    example::require(convert.RangeImageToPointCloud(terrain, &points));
+    Nox3DPlane slope = example::fitPlane(points);
     const double band = 400;  // metres to either side of the plane
     example::require(convert.RangeImageToImage(terrain, all, &plane, k8Bit, kBackground, slope, -band, band, 1, 255,
                                                &scale, &offset, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <nanoflann.hpp>
+#include <opencv2/core.hpp>
 #include <stdexcept>
 #include <string>
 
@@ -28,6 +29,28 @@ struct Points  // as the search tree wants to see a cloud
 };
 
 }  // namespace
+
+Nox3DPlane fitPlane(const NoxPointCloud& points)
+{
+    cv::Mat rows;
+    cv::Mat(points.Length(), 3, CV_32F, points.PointData()).convertTo(rows, CV_64F);
+    const cv::PCA axes(rows, {}, cv::PCA::DATA_AS_ROW);
+    const cv::Mat1d centre = axes.mean, normal = axes.eigenvectors.row(2);  // of the least spread
+    const double up = normal(2) < 0 ? -1 : 1;
+    const auto vector = [](const cv::Mat1d& v, double factor) {
+        return NoxVector3d(static_cast<float>(factor * v(0)), static_cast<float>(factor * v(1)),
+                           static_cast<float>(factor * v(2)));
+    };
+    return Nox3DPlane(vector(centre, 1), vector(normal, up));
+}
+
+double distance(const Nox3DPlane& plane, const NoxVector3d& point)
+{
+    const NoxVector3d &p = plane.Point(), &n = plane.Normal();
+    return static_cast<double>(n.X()) * static_cast<double>(point.X() - p.X()) +
+           static_cast<double>(n.Y()) * static_cast<double>(point.Y() - p.Y()) +
+           static_cast<double>(n.Z()) * static_cast<double>(point.Z() - p.Z());
+}
 
 std::vector<float> distances(const NoxPointCloud& from, const NoxPointCloud& to)
 {
