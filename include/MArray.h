@@ -11,7 +11,7 @@ namespace NOXEL3D {
 
 /// What the arrays share: elements of their own, their number and the room for more. A copy is deep.
 template <class T>
-class MArray
+class NOX_EXPORT MArray
 {
 public:
     MArray() noexcept = default;

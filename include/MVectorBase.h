@@ -1,5 +1,7 @@
 #pragma once
 
+#include <NoxExport.h>
+
 #include <cmath>
 #include <limits>
 
@@ -11,7 +13,7 @@ inline constexpr float kInvalidComponent = std::numeric_limits<float>::max();
 
 /// What all vectors have: `N` components of type `S` and nothing else in the object; `V` is the vector class.
 template <class V, class S, int N>
-class MVectorBase
+class NOX_EXPORT MVectorBase
 {
 public:
     S* data() noexcept { return v_; }
@@ -64,7 +66,7 @@ protected:
 
 /// What the vectors of three components have beside that.
 template <class V, class S>
-class MVector3Base : public MVectorBase<V, S, 3>
+class NOX_EXPORT MVector3Base : public MVectorBase<V, S, 3>
 {
 public:
     void setValues(S x, S y, S z) noexcept

@@ -38,9 +38,9 @@ public:
     NoxMatrix4 FromEigen(const Eigen::Matrix<float, 4, 4>& m) const { return fromEigen<NoxMatrix4>(m); }
 
     /// exp(-x^2 / (2 sigma^2)): the Gaussian with a peak of 1. `sigma` is not 0: that is the caller's care.
-    double Gauss(double x, double sigma) const { return std::exp(x * x / (sigma * -2.0 * sigma)); }
+    NOX_EXPORT double Gauss(double x, double sigma) const { return std::exp(x * x / (sigma * -2.0 * sigma)); }
     /// Its derivative by x.
-    double GaussDx(double x, double sigma) const { return -(Gauss(x, sigma) * x / (sigma * sigma)); }
+    NOX_EXPORT double GaussDx(double x, double sigma) const { return -(Gauss(x, sigma) * x / (sigma * sigma)); }
 
     /// The text as wide characters under the process's current locale. The result has the text's length in bytes; what
     /// the conversion does not reach, or all behind an invalid sequence, is zero.
