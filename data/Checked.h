@@ -17,6 +17,9 @@ inline std::int32_t t32(double v) { return _mm_cvttsd_si32(_mm_set_sd(v)); }
 inline std::int64_t t64(float v) { return _mm_cvttss_si64(_mm_set_ss(v)); }
 inline std::int64_t t64(double v) { return _mm_cvttsd_si64(_mm_set_sd(v)); }
 
+/// The value rounded to float and widened again.
+inline double throughFloat(double v) { return static_cast<double>(static_cast<float>(v)); }
+
 /// Rounds to nearest, halves to even, and saturates; a NaN or what does not fit in 32 bits gives the lowest value of
 /// the type, which is its invalid value. Inside the 32-bit range it equals cv::saturate_cast. The floating-point types
 /// take the value as it is.

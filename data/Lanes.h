@@ -112,6 +112,24 @@ struct Counts8
     }
 };
 
+template <class T>
+Int8 eightIntegers(const T* from)
+{
+    static_assert(std::is_integral_v<T>);
+    const auto* vectors = reinterpret_cast<const __m128i*>(from);
+    if constexpr (sizeof(T) == 4) {
+        return {_mm_loadu_si128(vectors), _mm_loadu_si128(vectors + 1)};
+    } else if constexpr (sizeof(T) == 2) {
+        const __m128i all = _mm_loadu_si128(vectors), upper = _mm_srli_si128(all, 8);
+        return std::is_signed_v<T> ? Int8{_mm_cvtepi16_epi32(all), _mm_cvtepi16_epi32(upper)}
+                                   : Int8{_mm_cvtepu16_epi32(all), _mm_cvtepu16_epi32(upper)};
+    } else {
+        const __m128i all = _mm_loadl_epi64(vectors), upper = _mm_srli_si128(all, 4);
+        return std::is_signed_v<T> ? Int8{_mm_cvtepi8_epi32(all), _mm_cvtepi8_epi32(upper)}
+                                   : Int8{_mm_cvtepu8_epi32(all), _mm_cvtepu8_epi32(upper)};
+    }
+}
+
 inline Double4 fourDoubles(__m128i integers) { return _mm256_cvtepi32_pd(integers); }
 inline Double4 fourDoubles(const unsigned char* from) { return fourDoubles(_mm_cvtepu8_epi32(_mm_loadu_si32(from))); }
 inline Double4 fourDoubles(const char* from) { return fourDoubles(_mm_cvtepi8_epi32(_mm_loadu_si32(from))); }

@@ -265,6 +265,44 @@ long Nox3DDataConvert::ImageToRangeImageAuto(NoxImage& image, NoxRangeImage* ran
     });
 }
 
+long Nox3DDataConvert::RangeImageDataTypeConvert(NoxRangeImage& source, NoxRangeImage* output, int dataType)
+{
+    const nox::DefaultFloatingPoint mode;
+    if (source.Type() != 0 && source.Type() != 1) return code::rangeImageType;
+    if (static_cast<unsigned>(dataType) > 6) return code::argument1;
+    if (nox::pixelCount(source) == 0) return code::rangeImageEmpty;
+    if (source.DataType() == dataType) return code::notServed;
+    if (source.DataType() == NoxDataType16S && dataType != NoxDataType32F) return code::notServed;
+    if (dataType == NoxDataType16S) return code::notServed;
+    return nox::guarded(code::dataTypeConvertThrew, [&] {
+        Records records("RangeImageDataTypeConvert");
+        const bool shared = &source.Matrix() == &output->Matrix();
+        records.write(shared ? "start-RangeImageDataTypeConvert_SameName" : "start-RangeImageDataTypeConvert_DiffName",
+                      __LINE__);
+        Nox3DDataConvertAlg alg;
+        const long result = shared ? alg.NoxRangeImageDataTypeConvertShared(source, output, dataType)
+                                   : alg.NoxRangeImageDataTypeConvert(source, output, dataType);
+        records.write("end-RangeImageDataTypeConvert", __LINE__);
+        return result;
+    });
+}
+
+long Nox3DDataConvert::RangeImageTypeConvert(NoxRangeImage& source, NoxRangeImage* output, double referenceDistance,
+                                             int method)
+{
+    const nox::DefaultFloatingPoint mode;
+    if (nox::pixelCount(source) == 0) return code::rangeImageEmpty;
+    if (source.Type() != 0 && source.Type() != 1) return code::rangeImageType;
+    if (source.Type() == 0) return code::notServed;
+    if (method < 0) return code::argument2;
+    Records records("RangeImageTypeConvert");
+    records.write("start-RangeImageTypeConvert", __LINE__);
+    const long result = Nox3DDataConvertAlg().NoxRangeImageTypeConvert(source, output, &referenceDistance, method,
+                                                                       source.Width(), source.Height());
+    records.write("end-RangeImageTypeConvert", __LINE__);
+    return result;
+}
+
 long Nox3DDataConvert::ROITo3DShape(NoxROI& roi, Nox3DShape* shape, double zHigh, double zLow, double resolutionX,
                                     double offsetX, double resolutionY, double offsetY)
 {

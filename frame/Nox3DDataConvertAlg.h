@@ -9,8 +9,9 @@ class NoxROI;
 
 namespace NOXEL {
 
-/// The drivers of the conversions between range images and gray images. Stateless. The façade has tested the arguments
-/// and catches what they throw; each is defined in the folder of its conversion. A `double*` is an optional output.
+/// The drivers of the conversions between range images and gray images, and between the forms of range images.
+/// Stateless. The façade has tested the arguments and catches what they throw; each is defined in the folder of its
+/// conversion. A `double*` is an optional output.
 class NOX_EXPORT Nox3DDataConvertAlg
 {
 public:
@@ -31,6 +32,14 @@ public:
     long NoxImageToRangeImage(NoxImage& image, NoxRangeImage* range, int dataType, double grayScale, double grayOffset);
     /// Fixed rule for each pair of types.
     long NoxImageToRangeImageAuto(NoxImage& image, NoxRangeImage* range, int dataType);
+
+    /// Another element type; source and output hold different matrix objects.
+    long NoxRangeImageDataTypeConvert(NoxRangeImage& source, NoxRangeImage* output, int dataType);
+    /// The same where they hold one matrix object, which the source keeps unless it is the output.
+    long NoxRangeImageDataTypeConvertShared(NoxRangeImage& source, NoxRangeImage* output, int dataType);
+    /// Type 1 to type 0; width and height are those of the source. The façade does not catch what this throws.
+    long NoxRangeImageTypeConvert(NoxRangeImage& source, NoxRangeImage* output, const double* referenceDistance,
+                                  int method, int width, int height);
 };
 
 }  // namespace NOXEL

@@ -17,6 +17,13 @@ inline bool overlap(const cv::Mat& a, const cv::Mat& b)
     return before(a.data, b.data + b.total() * b.elemSize()) && before(b.data, a.data + a.total() * a.elemSize());
 }
 
+/// Whether the plane that the output has can take the result for `source`: size and depth fit, and it shares no memory
+/// with the source.
+inline bool takesResult(const cv::Mat& source, const cv::Mat& existing, int depth)
+{
+    return existing.size() == source.size() && existing.type() == depth && !overlap(source, existing);
+}
+
 /// A plane of one channel for the size of `source`. Asks for the memory first where it is worth the question: an
 /// overcommitting system would grant what it can't give.
 inline cv::Mat newPlaneFor(const cv::Mat& source, int depth)
@@ -29,9 +36,7 @@ inline cv::Mat newPlaneFor(const cv::Mat& source, int depth)
 /// shares no memory with the source; else a new one.
 inline cv::Mat outputPlane(const cv::Mat& source, const cv::Mat& existing, int depth, const StaticConfig& config)
 {
-    const bool reused = config.efficiency == 1 && existing.size() == source.size() && existing.type() == depth &&
-                        !overlap(source, existing);
-    return reused ? existing : newPlaneFor(source, depth);
+    return config.efficiency == 1 && takesResult(source, existing, depth) ? existing : newPlaneFor(source, depth);
 }
 
 }  // namespace nox

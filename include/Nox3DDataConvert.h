@@ -215,10 +215,39 @@ public:
     long ImageToRangeImageAuto(NoxImage& image, NoxRangeImage* range, int dataType, double resolutionX, double offsetX,
                                double resolutionY, double offsetY, double resolutionZ, double offsetZ);
 
-    /// Changes the element type. Not defined yet.
+    /// Changes the element type and keeps what the pixels mean; invalid pixels stay invalid, and a NaN becomes one.
+    ///
+    /// Integer targets have a scale of their own, on which heights are placed: unsigned 8 bit 0.01 with the zero at
+    /// 127, signed 8 bit 0.01, unsigned 16 bit 0.001 with the zero at 32768, and signed 32 bit, from float and double,
+    /// 0.001; the image's ResolutionZ and OffsetZ tell it. Float and double take the height itself, with 1 and 0. From
+    /// a narrower integer type to signed 32 bit, between the 8-bit types, which move by 128, and between float and
+    /// double the numbers keep the scale that they have. RetypeBodies.h gives the rule of each pair: numbers are
+    /// truncated, and what lies beyond the scale is pinned to its ends or wraps, as the pair has it; 16 bits from float
+    /// and double wrap.
+    ///
+    /// Type, resolutions and offsets X and Y are those of the source; so are the parameters 0 to 3 of a type 1 image,
+    /// whose 4 and 5 become ResolutionZ and OffsetZ. Colours are not carried over.
+    /// @param output  may be the source. One on the source's storage gets pixels of its own and no colour plane, and
+    /// other images there keep the pixels. A separate one keeps a colour plane that fits, and its pixels are written
+    /// in place where grid and element type fit: images that share them see the result.
+    /// @param dataType  a NoxDataType other than the source's and than signed 16 bit; signed 16 bit goes to float only
+    /// @return 0; 11100029 a type other than 0 and 1; 11200001 no such data type; 11100001 no pixels; 11100025 a pair
+    /// that is not served; 30602008 an exception, the one of a logger included
     long RangeImageDataTypeConvert(NoxRangeImage& source, NoxRangeImage* output, int dataType);
 
-    /// Turns a perspective image into an orthographic one. Not defined yet.
+    /// Turns a perspective image into an orthographic one, in float with ResolutionZ 1 and OffsetZ 0: the height of a
+    /// pixel is the reference distance less its depth. The depth is (value - OffsetZ) * ResolutionZ, for double images
+    /// the value; the parameters 0 to 3 place the pixels.
+    ///
+    /// Method 0 leaves the pixels where they are and gives them one size, that of a pixel at the mean depth. Method 1
+    /// moves each to its place on a grid as fine as the nearest pixels, keeps the top surface there and brings the grid
+    /// back to the size of the image. In both the pixels with the smallest x or y, and those in line with the optical
+    /// centre by column or row, leave no height.
+    /// @param output  may be the source; unchanged when the call is refused or throws
+    /// @param method  0 or 1
+    /// @return 0; 11100001 no pixels, or none valid; 11100029 a type other than 0 and 1; 11100025 a type 0 image;
+    /// 11200002 method; 30602016 the grid of method 1 does not fit in memory; or the code of Nox3DSampling::Resample,
+    /// `output` then holds the grid. Exceptions pass to the caller.
     long RangeImageTypeConvert(NoxRangeImage& source, NoxRangeImage* output, double referenceDistance, int method);
 
     /// Lifts a region drawn on a range image of type 0 into the space of that image: to a flat shape when the two
