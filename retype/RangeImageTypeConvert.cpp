@@ -120,7 +120,7 @@ bool gridFits(int width, int height)
         static_cast<float>(freeMegabytes))
         return false;
     const auto cells = static_cast<std::uint64_t>(nox::pixelCount(width, height));
-    return nox::isCovered(3 * sizeof(float) * cells);
+    return nox::memoryGrants(3 * sizeof(float) * cells);
 }
 
 /// Moves each pixel to its place on a grid, which is then brought to the size of the image.

@@ -154,6 +154,9 @@ template <class S, class D>
 struct GeneralRule
 {
     double resolution, offset, sourceInvalid, destinationInvalid, divisor, targetOffset;
+    /// A float times 100 or 1000 is a double without rounding, and the divisors are so near to 1 / 100 and 1 / 1000
+    /// that the quotient is the same double; 0 for other divisors.
+    double floatFactor = divisor == 0.01 ? 100.0 : divisor == 0.001 ? 1000.0 : 0.0;
 
     void eight(const S* from, D* to) const
     {
@@ -174,11 +177,16 @@ struct GeneralRule
             storeNumber(to, isNone(v, sourceInvalid), height(widened(v)) / divisor);
         } else {
             const Double8 v = eightDoubles(from), none = isNone<S>(v, sourceInvalid);
-            storeNumber(to, narrowed(none), chosen(none, 0.0, v) / divisor);
+            storeNumber(to, narrowed(none), units(chosen(none, 0.0, v)));
         }
     }
 
 private:
+    Double8 units(Double8 v) const
+    {
+        return std::is_same_v<S, float> && floatFactor != 0.0 ? v * floatFactor : v / divisor;
+    }
+
     Double8 height(Double8 v) const { return isScaled<S> ? (v - offset) * resolution : v; }
 
     void storeInts(int* to, Int8 none, Int8 numbers) const
