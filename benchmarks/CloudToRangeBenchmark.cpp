@@ -6,6 +6,7 @@
 #include <Nox3DDataConvert.h>
 
 #include "benchmarks/Limits.h"
+#include "benchmarks/Process.h"
 #include "cloud_to_range/Registration.h"
 
 #include <benchmark/benchmark.h>
@@ -14,10 +15,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <fstream>
 #include <limits>
 #include <random>
-#include <string>
 #include <vector>
 
 namespace {
@@ -109,27 +108,14 @@ void CloudToRangeRegistrationNaive(benchmark::State& state)
     });
 }
 
-/// A number of bytes that the system tells of this process.
-double processBytes(const std::string& key)
-{
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    double kibibytes = 0;
-    while (status >> word)
-        if (word == key + ":" && status >> kibibytes) return 1024 * kibibytes;
-    return 0;
-}
-
 /// Peak memory of the call, the cloud counted, against points and image at 12 and 4 bytes.
 double peakShare(NoxPointCloud& cloud, NoxMatrix4& pose)
 {
-    nox_bench::dropKeptMemory();
-    std::ofstream("/proc/self/clear_refs") << 5;  // forgets the peak so far
-    const double before = processBytes("VmRSS");
     NoxRangeImage image;
-    NOXEL::Nox3DDataConvert().PointCloudToRangeImage(cloud, &image, pose, 1.0, 1.0);
+    const double taken =
+        nox_bench::peakOf([&] { NOXEL::Nox3DDataConvert().PointCloudToRangeImage(cloud, &image, pose, 1.0, 1.0); });
     const double needed = 12 * kPoints + 4.0 * image.Width() * image.Height();
-    return (12 * kPoints + processBytes("VmHWM") - before) / needed;
+    return (12 * kPoints + taken) / needed;
 }
 
 void CloudToRangeWhole(benchmark::State& state)

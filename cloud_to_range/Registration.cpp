@@ -7,14 +7,14 @@
 #include <algorithm>
 #include <atomic>
 #include <numeric>
-#include <utility>
 #include <vector>
 
 #include "cloud_to_range/TilePlanes.h"
-#include "cloud_to_range/Tiling.h"
 #include "data/Checked.h"
 #include "data/ElementType.h"
 #include "frame/Parallel.h"
+#include "frame/TileSort.h"
+#include "frame/Tiling.h"
 
 namespace nox {
 
@@ -126,52 +126,20 @@ BlockLists blockLists(const CloudReader<Colors>& cloud, const TileGrid& grid)
     return lists;
 }
 
-/// The positions sorted by tile, those of a tile in the order of the cloud; one that several tiles share stands in
-/// each.
 template <int Colors>
-struct SortedPositions
+SortedPositions<Position<Colors>> sortByTile(const CloudReader<Colors>& cloud, const TileGrid& grid)
 {
-    std::vector<std::size_t> begin;  // of each tile in `positions`, and the end of the last
-    Scratch<Position<Colors>> positions;
-};
-
-template <int Colors>
-SortedPositions<Colors> sortByTile(const CloudReader<Colors>& cloud, const TileGrid& grid)
-{
-    // Pieces of the cloud, each with a place of its own in every tile.
-    const std::size_t tiles = grid.count();
-    const std::size_t pieces =
-        std::clamp<std::size_t>(cloud.count() / (4 * tiles + 16 * kBlock), 1, 4 * static_cast<std::size_t>(threads()));
-    std::vector<std::size_t> places(pieces * tiles);
-    const auto forPositions = [&](const auto& use) {
-        parallelFor(tbb::blocked_range<std::size_t>(0, pieces, 1), [&](const auto& range) {
-            Position<Colors> positions[kBlock];
-            for (std::size_t piece = range.begin(); piece != range.end(); ++piece) {
-                std::size_t* place = places.data() + piece * tiles;
-                const std::size_t end = cloud.blocks() * (piece + 1) / pieces;
-                for (std::size_t block = cloud.blocks() * piece / pieces; block != end; ++block) {
-                    const Position<Colors>* last = positions + cloud.read(block, positions);
-                    for (const Position<Colors>* p = positions; p != last; ++p)
-                        if (isHeight(p->z))
-                            grid.forReachedTiles(p->x, p->y, [&](std::size_t tile) { use(*p, place[tile]); });
-                }
-            }
-        });
-    };
-
-    forPositions([](const Position<Colors>&, std::size_t& place) { ++place; });
-    SortedPositions<Colors> sorted{std::vector<std::size_t>(tiles + 1), nullptr};
-    std::size_t total = 0;
-    for (std::size_t tile = 0; tile < tiles; ++tile) {
-        sorted.begin[tile] = total;
-        for (std::size_t piece = 0; piece < pieces; ++piece)
-            total += std::exchange(places[piece * tiles + tile], total);
-    }
-    sorted.begin[tiles] = total;
-    sorted.positions = newScratch<Position<Colors>>(total);
-    Position<Colors>* const out = sorted.positions.get();
-    forPositions([out](const Position<Colors>& position, std::size_t& place) { out[place++] = position; });
-    return sorted;
+    const std::size_t pieces = std::clamp<std::size_t>(cloud.count() / (4 * grid.count() + 16 * kBlock), 1,
+                                                       4 * static_cast<std::size_t>(threads()));
+    return sortByTile<Position<Colors>>(grid, pieces, [&](std::size_t piece, const auto& use) {
+        Position<Colors> positions[kBlock];
+        const std::size_t end = cloud.blocks() * (piece + 1) / pieces;
+        for (std::size_t block = cloud.blocks() * piece / pieces; block != end; ++block) {
+            const Position<Colors>* last = positions + cloud.read(block, positions);
+            for (const Position<Colors>* p = positions; p != last; ++p)
+                if (isHeight(p->z)) use(*p);
+        }
+    });
 }
 
 template <int Colors>
@@ -202,7 +170,7 @@ void registerTiles(const CloudReader<Colors>& cloud, float threshold, std::size_
                 planes.take(positions, cloud.read(lists.blocks[i], positions));
         });
     } else {
-        const SortedPositions<Colors> sorted = sortByTile(cloud, grid);
+        const SortedPositions<Position<Colors>> sorted = sortByTile(cloud, grid);
         forTiles([&](TilePlanes<Colors>& planes, std::size_t tile) {
             planes.take(sorted.positions.get() + sorted.begin[tile], sorted.begin[tile + 1] - sorted.begin[tile]);
         });

@@ -9,6 +9,7 @@
 
 #include "data/Checked.h"
 #include "data/ElementType.h"
+#include "data/Lanes.h"
 
 // What happens to one cell, written once for a single float and for four lanes.
 
@@ -37,7 +38,6 @@ inline Float4 select(Float4 mask, Float4 yes, Float4 no)
     return _mm_or_ps(_mm_and_ps(mask.v, yes.v), _mm_andnot_ps(mask.v, no.v));
 }
 inline Float4 max(Float4 a, Float4 b) { return _mm_max_ps(a.v, b.v); }
-inline float select(bool mask, float yes, float no) { return mask ? yes : no; }
 
 /// The reference of a cell that has seen no height yet.
 inline constexpr float kNoReference = -1e6f;
@@ -72,9 +72,6 @@ struct Cells
     }
 };
 
-/// Heights beyond are markers or nonsense, and are passed over; so is a NaN.
-inline bool isHeight(float z) { return std::abs(z) < 1e8f; }
-
 /// The weight of a point at the squared distance r2, in pixels, from a cell.
 inline float weightAt(float r2) { return static_cast<float>(std::exp(-2.0 * static_cast<double>(r2))); }
 
@@ -104,13 +101,6 @@ void forReachedCells(float x, float y, int width, int height, const Visit& visit
         if (y0 + 1 < height) visit(x0, y0 + 1, dy.next * dy.next + dx.here * dx.here);
     }
     if (inGrid(x0 + 1, y0 + 1)) visit(x0 + 1, y0 + 1, dx.next * dx.next + dy.next * dy.next);
-}
-
-/// The height of a cell.
-template <class V>
-V meanOrInvalid(V sum, V weight)
-{
-    return select(weight > V(0.0f), sum / weight, V(Element<float>::invalid));
 }
 
 /// One colour value of a cell with weight.

@@ -7,7 +7,7 @@
 
 #include "cloud_to_range/GaussianWeights.h"
 #include "cloud_to_range/RegistrationRule.h"
-#include "cloud_to_range/Tiling.h"
+#include "frame/Tiling.h"
 #include "data/Memory.h"
 
 namespace nox {

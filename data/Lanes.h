@@ -5,6 +5,7 @@
 #include <immintrin.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
@@ -23,6 +24,10 @@ struct Float8
     friend Float8 operator-(Float8 a, Float8 b) { return _mm256_sub_ps(a.lanes, b.lanes); }
     friend Float8 operator*(Float8 a, Float8 b) { return _mm256_mul_ps(a.lanes, b.lanes); }
     friend Float8 operator/(Float8 a, Float8 b) { return _mm256_div_ps(a.lanes, b.lanes); }
+    /// A mask: all bits set where it holds, which it never does for a NaN.
+    friend Float8 operator<(Float8 a, Float8 b) { return _mm256_cmp_ps(a.lanes, b.lanes, _CMP_LT_OQ); }
+    friend Float8 operator>(Float8 a, Float8 b) { return _mm256_cmp_ps(a.lanes, b.lanes, _CMP_GT_OQ); }
+    friend Float8 operator==(Float8 a, Float8 b) { return _mm256_cmp_ps(a.lanes, b.lanes, _CMP_EQ_OQ); }
 };
 
 struct Double4
@@ -48,6 +53,7 @@ inline Float8 larger(Float8 a, Float8 b) { return _mm256_max_ps(a.lanes, b.lanes
 inline Double4 smaller(Double4 a, Double4 b) { return _mm256_min_pd(a.lanes, b.lanes); }
 inline Double4 larger(Double4 a, Double4 b) { return _mm256_max_pd(a.lanes, b.lanes); }
 
+inline Float8 magnitude(Float8 a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.lanes); }
 inline Double4 magnitude(Double4 a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a.lanes); }
 
 /// The value where the mask is set, else 0.
@@ -66,6 +72,25 @@ inline __m256d select(__m256d mask, __m256d a, __m256d b)
 inline __m256 select(__m256 mask, __m256 a, __m256 b)
 {
     return _mm256_or_ps(_mm256_and_ps(mask, a), _mm256_andnot_ps(mask, b));
+}
+
+inline Float8 select(Float8 mask, Float8 yes, Float8 no) { return select(mask.lanes, yes.lanes, no.lanes); }
+inline float select(bool mask, float yes, float no) { return mask ? yes : no; }
+/// Where both masks are set.
+inline Float8 both(Float8 a, Float8 b) { return _mm256_and_ps(a.lanes, b.lanes); }
+inline bool both(bool a, bool b) { return a && b; }
+/// The lanes in which a mask is set.
+inline unsigned bits(Float8 mask) { return static_cast<unsigned>(_mm256_movemask_ps(mask.lanes)); }
+
+/// Heights from 1e8 on are markers or nonsense, and are passed over; so is a NaN.
+inline bool isHeight(float z) { return std::abs(z) < 1e8f; }
+inline Float8 isHeight(Float8 z) { return magnitude(z) < Float8(1e8f); }
+
+/// The height of a cell that holds the sum of weighted heights.
+template <class V>
+V meanOrInvalid(V sum, V weight)
+{
+    return select(weight > V(0.0f), sum / weight, V(Element<float>::invalid));
 }
 
 /// Rounded to float and widened again.
@@ -150,6 +175,11 @@ Double4 fourDoubles(const T* from, int count)
     return fourDoubles(padded);
 }
 
+template <class T>
+Float8 eightFloats(const T* from)
+{
+    return floats(eightIntegers(from));
+}
 inline Float8 eightFloats(const float* from) { return _mm256_loadu_ps(from); }
 /// Rounded to float.
 inline Float8 eightFloats(const double* from)

@@ -12,7 +12,7 @@ namespace nox {
 inline bool memoryCovers(std::uint64_t bytes) { return NOXEL::NoxAvailablePhysicalMemory() >= bytes; }
 
 /// The same before a working buffer is taken; what every machine has is not asked for.
-inline bool isCovered(std::uint64_t bytes)
+inline bool memoryGrants(std::uint64_t bytes)
 {
     constexpr std::uint64_t small = std::uint64_t{64} << 20;
     return bytes <= small || memoryCovers(bytes);
@@ -21,7 +21,7 @@ inline bool isCovered(std::uint64_t bytes)
 /// The same as an exception.
 inline void requireMemory(std::uint64_t bytes)
 {
-    if (!isCovered(bytes)) throw std::bad_alloc();
+    if (!memoryGrants(bytes)) throw std::bad_alloc();
 }
 
 /// Runs a conversion and turns any exception into the operation's own code.

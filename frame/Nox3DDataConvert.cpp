@@ -7,6 +7,7 @@
 #include "frame/Guards.h"
 #include "frame/Nox3DDataConvertAlg.h"
 #include "frame/StaticConfig.h"
+#include "posture/Posture.h"
 #include "range_to_cloud/RangeToCloud.h"
 #include "shapes/Shapes.h"
 
@@ -39,6 +40,35 @@ long refusal(const NoxPointCloud& cloud, bool frameRefused, bool firstRefused, b
     if (firstRefused) return code::argument2;
     if (secondRefused) return code::argument3;
     return code::success;
+}
+
+/// Grids of posture correction are cells of a size above 0 and not larger than 1000 or the grid's own number of them.
+bool isRefusedResolution(float resolution, int cells)
+{
+    return !(resolution > 0.0f) || resolution > 1000.0f || resolution > static_cast<float>(cells);
+}
+
+bool isWithin(int value, int low, int high) { return low <= value && value <= high; }
+
+/// The tests of posture correction of an array, in their order.
+long refusalOfPosture(const NoxRangeImageArray& images, const NoxMatrixArray& poses, int referenceIndex,
+                      const nox::PostureRequest& request)
+{
+    const int n = images.Length();
+    if (!isWithin(referenceIndex, 0, n)) return code::argument2;
+    if (isRefusedResolution(request.resolutionX, request.outputWidth)) return code::argument2;
+    if (isRefusedResolution(request.resolutionY, request.outputHeight)) return code::argument3;
+    if (!isWithin(request.samplingFactor, 1, 100)) return code::argument5;
+    if (!isWithin(request.samplingMethod, 0, 5)) return code::argument6;
+    if (!isWithin(request.outputWidth, 2, 40000)) return code::argument7;
+    if (!isWithin(request.outputHeight, 2, 40000)) return code::argument8;
+    if (n == 0 || nox::pixelCount(images[0]) == 0) return code::rangeImageEmpty;
+    for (int i = 0; i < n; ++i)
+        if (!isWithin(images[i].Type(), 0, 1)) return code::rangeImageType;
+    for (int i = 0; i < n; ++i)
+        if (images[i].Type() != images[0].Type()) return code::imageTypesDiffer;
+    if (const long refused = nox::refusalOfPoses(poses, n)) return refused;
+    return nox::areZero(poses) ? code::posesZero : code::success;
 }
 
 bool isImageType(int imageType) { return imageType == NoxImageType8U || imageType == NoxImageType16U; }
@@ -153,6 +183,67 @@ long Nox3DDataConvert::PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImag
         }
         records.write("start-pointCloudToRangeImage_OrdenMethod1", __LINE__);
         return nox::pointCloudToRangeImageOrden(cloud, result, grid);
+    });
+}
+
+long Nox3DDataConvert::RangeImagePostureCorrect(NoxRangeImage& image, NoxRangeImage* result, Nox3DPlane& plane,
+                                                float resolutionX, float resolutionY, int samplingFactor,
+                                                int samplingMethod, int outputWidth, int outputHeight)
+{
+    const nox::DefaultFloatingPoint mode;
+    if (isRefusedResolution(resolutionX, outputWidth)) return code::argument2;
+    if (isRefusedResolution(resolutionY, outputHeight)) return code::argument3;
+    if (!isWithin(samplingFactor, 1, 100)) return code::argument4;
+    if (!isWithin(samplingMethod, 0, 5)) return code::argument5;
+    if (!isWithin(outputWidth, 2, 40000)) return code::argument6;
+    if (outputHeight < 2) return code::argument7;
+    if (nox::pixelCount(image) == 0) return code::rangeImageEmpty;
+    if (image.Width() < samplingFactor || image.Height() < samplingFactor) return code::sampledToNothing;
+    if (image.Type() > 1) return code::rangeImageType;
+    return nox::guarded(code::postureThrew, [&] {
+        const NoxRangeImage source = image;  // the result may be the image itself
+        result->SetType(0);
+        Records records("RangeImgPostureCorrect");
+        records.write("start-RangeImgPostureCorrect", __LINE__);
+        if (!plane.IsValid()) return code::planeInvalid;
+        NoxRangeImageArray images;
+        images.Append(source);
+        NoxMatrixArray poses;
+        poses.Append(nox::levellingPose(plane));
+        const long done = RangeImagePostureCorrect(images, poses, 0, resolutionX, resolutionY, samplingFactor,
+                                                   samplingMethod, outputWidth, outputHeight, result);
+        result->SetInfo(1.0, 0.0, resolutionX, 0.0, resolutionY, 0.0);
+        records.write("end-RangeImgPostureCorrect", __LINE__);
+        return done;
+    });
+}
+
+long Nox3DDataConvert::RangeImagePostureCorrect(NoxRangeImageArray& images, NoxMatrixArray& poses, int referenceIndex,
+                                                float resolutionX, float resolutionY, int samplingFactor,
+                                                int samplingMethod, int outputWidth, int outputHeight,
+                                                NoxRangeImage* result)
+{
+    const nox::DefaultFloatingPoint mode;
+    nox::PostureRequest request{resolutionX, resolutionY, samplingFactor, samplingMethod, outputWidth, outputHeight};
+    return nox::guarded(code::postureThrew, [&] {
+        result->Clear();
+        if (const long refused = refusalOfPosture(images, poses, referenceIndex, request)) return refused;
+        NoxMatrixArray workingPoses;
+        if (const long failed = nox::preparePosture(images, poses, referenceIndex, &request, &workingPoses))
+            return failed;
+        Records records("RangeImgPostureCorrect");
+        if (images[0].Type() == 1) {
+            records.write("start-RangeImgPostureCorrect_CPU_TYPE1", __LINE__);
+            const long done = nox::mergePerspective(images, workingPoses, request, result);
+            records.write("end-RangeImgPostureCorrect_CPU_TYPE1", __LINE__);
+            return done;
+        }
+        NoxRangeImageArray floats;
+        if (const long failed = nox::withFloatHeights(images, &floats)) return failed;
+        records.write("start-RangeImgPostureCorrect_CPU_TYPE0", __LINE__);
+        const long done = nox::mergeOrthographic(floats, workingPoses, request, result);
+        records.write("end-RangeImgPostureCorrect_CPU_TYPE0", __LINE__);
+        return done;
     });
 }
 

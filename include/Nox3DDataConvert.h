@@ -97,12 +97,48 @@ public:
     long PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImage* result, int method, int width, int height,
                                 double firstResolution, double secondResolution, double offsetX, double offsetY);
 
-    /// Levels an image against a plane. Not defined yet.
+    /// Levels an image: turns it so that the plane becomes z = 0, without a turn about z, and writes the heights above
+    /// the plane to a new grid. One call of the array form with one pose, after which the offsets of the result are 0;
+    /// what is told there of resolutions, sampling and cells holds here.
+    /// @param image   type 0 or 1, any element type
+    /// @param result  float, type 0, ResolutionZ 1; may be the image itself. Unchanged by the first nine refusals
+    /// @param plane   in the coordinates of the image's points; a normal that points down is turned round in place, so
+    /// one plane does not serve two calls at once
+    /// @param outputHeight  at least 2; above 40000 the array form refuses it
+    /// @return 0; 11200002 to 11200007 in the order of the arguments; 11100001 no pixels; 30602021 the image is smaller
+    /// than samplingFactor; 11100029 type above 1; 30602019 the plane is not valid; 11000013 an exception; else as the
+    /// array form
     long RangeImagePostureCorrect(NoxRangeImage& image, NoxRangeImage* result, Nox3DPlane& plane, float resolutionX,
                                   float resolutionY, int samplingFactor, int samplingMethod, int outputWidth,
                                   int outputHeight);
 
-    /// Moves images through their poses and merges them into one grid. Not defined yet.
+    /// Moves the pixels of images through a pose each into one frame and merges them into one grid.
+    ///
+    /// A pixel's point (NoxRangeImage; of integer images of type 0 after a conversion to float, of type 1 in single
+    /// precision) is moved by its pose; x of the outcome gives the row of the grid and y the column. It counts fully in
+    /// the cell that its position truncates to and in those at the right, below and across; a cell holds the mean of
+    /// the heights that reach it. Invalid pixels take no part, nor do heights from 1e8 on. The grid lies so that the
+    /// smallest corner of the first image's valid pixels keeps its pixel position, scaled to the new resolutions; the
+    /// offsets of the result tell the frame, unless samplingFactor is above 1.
+    ///
+    /// The outcome does not depend on the number of threads. About one byte for each cell of all images side by side
+    /// and of the result has to be available several times over, or the call is refused.
+    /// @param images  of one type, any element type; with type 1 emptied when memory is short, never changed otherwise
+    /// @param poses   4 x 4 doubles for each image, acting on columns (x, y, z, 1); the last row is not used
+    /// @param referenceIndex  0: poses as they are; k: relative to that of image k - 1, whose own frame is the result's
+    /// @param resolutionX, resolutionY  cell size along columns and rows, above 0, not above 1000 or the number of
+    /// columns or rows
+    /// @param samplingFactor  1 to 100; above 1 the images are first reduced by it
+    /// @param samplingMethod  0: the grid is reckoned at its full size; 1 to 5, with samplingFactor above 1: at 1 /
+    /// samplingFactor of it and then resampled with method samplingMethod - 1 (Nox3DSampling)
+    /// @param outputWidth, outputHeight  2 to 40000
+    /// @param result  float, type 0, ResolutionZ 1; cleared at once, so it must not be one of the images
+    /// @return 0; 11200002 referenceIndex or resolutionX, 11200003 resolutionY, 11200005 to 11200008 the arguments
+    /// behind; 11100001 no images, the first or, in type 0, a later one without pixels or reduced to none; 11100029 a
+    /// type other than 0 and 1; 11100030 types differ; 11404001 no poses or one that is not 4 x 4 doubles; 30602015 not
+    /// one pose for each image; 30602020 only zero poses, in this order; 30602016 too little memory; 30602021 with
+    /// samplingFactor above 1, an image smaller than that (in type 0 the first, with a samplingMethod); 30602022 an
+    /// exception in the merge; 11000013 any other; the code of a conversion or resampling that failed
     long RangeImagePostureCorrect(NoxRangeImageArray& images, NoxMatrixArray& poses, int referenceIndex,
                                   float resolutionX, float resolutionY, int samplingFactor, int samplingMethod,
                                   int outputWidth, int outputHeight, NoxRangeImage* result);

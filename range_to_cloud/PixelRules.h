@@ -63,6 +63,28 @@ struct Perspective
     }
 };
 
+/// The same in single precision, for one float or for lanes of them.
+struct PerspectiveInFloat
+{
+    float scaleX, scaleY, resolutionZ, centreColumn, centreRow, offsetZ;
+
+    template <class V>
+    V depth(V value) const
+    {
+        return scaled(value, V(offsetZ), V(resolutionZ));
+    }
+    template <class V>
+    V x(V column, V depth) const
+    {
+        return scaled(column, V(centreColumn), V(scaleX)) * depth;
+    }
+    template <class V>
+    V y(V row, V depth) const
+    {
+        return scaled(row, V(centreRow), V(scaleY)) * depth;
+    }
+};
+
 /// Rows of heights, `step` bytes apart.
 template <class T>
 struct Rows

@@ -128,17 +128,17 @@ template <class T>
 void RangeImageToPointCloudTBB1<T>::operator()(const RowRange& range) const
 {
     const auto rows = nox::packedRows(source, width);
+    const nox::PerspectiveInFloat rule{scaleX, scaleY, resolutionZ, centreColumn, centreRow, offsetZ};
     for (std::size_t row = range.begin(); row != range.end(); ++row) {
         const T* heights = rows[row];
-        const float rowPlace = static_cast<float>(row) - centreRow;
         const auto plane = [row](const cv::Mat& mat) { return reinterpret_cast<float*>(mat.data + row * mat.step[0]); };
         float *xs = plane(x), *ys = plane(y), *zs = plane(z);
         for (int column = 0; column < width; ++column) {
             const auto height = static_cast<float>(heights[column]);
             if (height == invalid) continue;
-            const float depth = nox::scaled(height, offsetZ, resolutionZ);
-            xs[column] = (static_cast<float>(column) - centreColumn) * scaleX * depth;
-            ys[column] = rowPlace * scaleY * depth;
+            const float depth = rule.depth(height);
+            xs[column] = rule.x(static_cast<float>(column), depth);
+            ys[column] = rule.y(static_cast<float>(row), depth);
             zs[column] = depth;
         }
     }

@@ -28,9 +28,11 @@ class TileGrid
 public:
     /// @param cells    about the most cells of a tile
     /// @param atLeast  the number of tiles wanted, as long as they do not get thin
-    TileGrid(int width, int height, std::int64_t cells, std::int64_t atLeast) : width_(width), height_(height)
+    /// @param longestRow  of the grid that is not cut into pieces of 2^columnShift cells
+    TileGrid(int width, int height, std::int64_t cells, std::int64_t atLeast, int longestRow = 16384,
+             int columnShift = 12)
+        : width_(width), height_(height), columnShift_(width <= longestRow ? 31 : columnShift)
     {
-        if (width <= kLongestRow) columnShift_ = 31;
         const std::int64_t columns = std::min<std::int64_t>(width, std::int64_t{1} << columnShift_);
         while (rowShift_ < 30 && (columns << (rowShift_ + 1)) <= cells) ++rowShift_;
         while (rowShift_ > kThinRowShift && static_cast<std::int64_t>(count()) < atLeast) --rowShift_;
@@ -60,6 +62,9 @@ public:
     /// Band of tiles in which a row of the grid lies.
     std::size_t bandOf(std::int64_t row) const { return static_cast<std::size_t>(row >> rowShift_); }
 
+    /// Place of a column's tile in its band.
+    std::size_t pieceOf(std::int64_t column) const { return static_cast<std::size_t>(column >> columnShift_); }
+
     /// Calls visit(tile number) for each tile with a cell that the position may reach.
     template <class Visit>
     void forReachedTiles(float x, float y, const Visit& visit) const
@@ -85,12 +90,11 @@ private:
             visit(band * across() + static_cast<std::size_t>(column));
     }
 
-    static constexpr int kLongestRow = 16384;
     static constexpr int kThinRowShift = 2;
 
     std::int64_t width_;
     std::int64_t height_;
-    int columnShift_ = 12;
+    int columnShift_;
     int rowShift_ = 0;
 };
 
