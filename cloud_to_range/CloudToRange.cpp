@@ -3,7 +3,6 @@
 #include <NoxResultCodes.h>
 
 #include "cloud_to_range/Rasterization.h"
-#include "cloud_to_range/Registration.h"
 
 namespace nox {
 
@@ -26,12 +25,12 @@ MMatrix3 axesOf(const NoxVector3d& direction)
 
 /// Rasterises into an image of its own, fills it, and hands it over when all went well.
 template <class Rasterize>
-long convert(const NoxPointCloud& cloud, NoxRangeImage* result, const Rasterize& rasterize)
+long convert(const NoxPointCloud& cloud, NoxRangeImage* result, Registration registration, const Rasterize& rasterize)
 {
     NoxRangeImage image;
     PixelFrame frame;
     if (const long failed = rasterize(&image, &frame)) return failed;
-    if (const long failed = registerPoints(cloud, frame, cloud.Colors(), &image)) return failed;
+    if (const long failed = registration(cloud, frame, cloud.Colors(), &image)) return failed;
     *result = image;
     return NOXEL::code::success;
 }
@@ -39,25 +38,25 @@ long convert(const NoxPointCloud& cloud, NoxRangeImage* result, const Rasterize&
 }  // namespace
 
 long cloudToRangeBySize(const NoxPointCloud& cloud, NoxRangeImage* result, const NoxMatrix4& pose, int width,
-                        int height)
+                        int height, Registration registration)
 {
-    return convert(cloud, result, [&](NoxRangeImage* image, PixelFrame* frame) {
+    return convert(cloud, result, registration, [&](NoxRangeImage* image, PixelFrame* frame) {
         return rasterizeBySize(cloud, width, height, axesOf(pose), image, frame);
     });
 }
 
 long cloudToRangeByResolution(const NoxPointCloud& cloud, NoxRangeImage* result, const NoxMatrix4& pose,
-                              double resolutionX, double resolutionY)
+                              double resolutionX, double resolutionY, Registration registration)
 {
-    return convert(cloud, result, [&](NoxRangeImage* image, PixelFrame* frame) {
+    return convert(cloud, result, registration, [&](NoxRangeImage* image, PixelFrame* frame) {
         return rasterizeByResolution(cloud, resolutionX, resolutionY, axesOf(pose), image, frame);
     });
 }
 
 long cloudToRangeAlong(const NoxPointCloud& cloud, NoxRangeImage* result, const NoxVector3d& direction,
-                       double resolutionX, double resolutionY)
+                       double resolutionX, double resolutionY, Registration registration)
 {
-    return convert(cloud, result, [&](NoxRangeImage* image, PixelFrame* frame) {
+    return convert(cloud, result, registration, [&](NoxRangeImage* image, PixelFrame* frame) {
         return rasterizeByResolution(cloud, resolutionX, resolutionY, axesOf(direction), image, frame);
     });
 }

@@ -7,12 +7,21 @@
 #include <limits>
 #include <type_traits>
 
+#include "data/HostDevice.h"
+
 namespace nox {
 
 /// A float or double as an integer, truncated towards zero; the smallest integer for a NaN and for all that does not
 /// fit, which is what the processor's convert instruction gives, in a vector loop as here. No other conversion from a
 /// floating-point number to an integer stands in the project.
-inline std::int32_t t32(float v) { return _mm_cvttss_si32(_mm_set_ss(v)); }
+NOX_HD inline std::int32_t t32(float v)
+{
+#ifdef __CUDA_ARCH__  // its own conversion saturates, and makes a NaN 0
+    return v >= -2147483648.0f && v < 2147483648.0f ? static_cast<std::int32_t>(v) : INT32_MIN;
+#else
+    return _mm_cvttss_si32(_mm_set_ss(v));
+#endif
+}
 inline std::int32_t t32(double v) { return _mm_cvttsd_si32(_mm_set_sd(v)); }
 inline std::int64_t t64(float v) { return _mm_cvttss_si64(_mm_set_ss(v)); }
 inline std::int64_t t64(double v) { return _mm_cvttsd_si64(_mm_set_sd(v)); }

@@ -2,7 +2,10 @@
 #include <NoxFastLoggerPrivate.h>
 
 #include "cloud_to_range/CloudToRange.h"
+#include "cloud_to_range/Registration.h"
 #include "data/Checked.h"
+#include "device/PostureRoute.h"
+#include "device/Routes.h"
 #include "frame/FloatingPoint.h"
 #include "frame/Guards.h"
 #include "frame/Nox3DDataConvertAlg.h"
@@ -71,6 +74,16 @@ long refusalOfPosture(const NoxRangeImageArray& images, const NoxMatrixArray& po
     return nox::areZero(poses) ? code::posesZero : code::success;
 }
 
+/// Runs convert(registration) on the device for a large cloud, where the configuration has one, else on the host. What
+/// the device form throws reaches the caller.
+template <class Convert>
+long onDeviceOrHost(const NoxPointCloud& cloud, const Convert& convert)
+{
+    constexpr int mostPointsOfHost = 0x100000;
+    if (config.gpu && cloud.Length() > mostPointsOfHost) return convert(nox::registerPointsOnDevice);
+    return nox::guarded(code::cloudToRangeThrew, [&] { return convert(nox::registerPoints); });
+}
+
 bool isImageType(int imageType) { return imageType == NoxImageType8U || imageType == NoxImageType16U; }
 
 /// Kinds of regions without an area of pixels.
@@ -133,8 +146,9 @@ long Nox3DDataConvert::PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImag
     const nox::DefaultFloatingPoint mode;
     result->SetType(0);
     if (const long refused = refusal(cloud, pose == NoxMatrix4(), width < 2, height < 2)) return refused;
-    return nox::guarded(code::cloudToRangeThrew,
-                        [&] { return nox::cloudToRangeBySize(cloud, result, pose, width, height); });
+    return onDeviceOrHost(cloud, [&](nox::Registration registration) {
+        return nox::cloudToRangeBySize(cloud, result, pose, width, height, registration);
+    });
 }
 
 long Nox3DDataConvert::PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImage* result, NoxMatrix4& pose,
@@ -144,9 +158,12 @@ long Nox3DDataConvert::PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImag
     result->SetType(0);
     if (const long refused = refusal(cloud, pose == NoxMatrix4(), resolutionX <= 0.0, resolutionY <= 0.0))
         return refused;  // a NaN resolution passes: it ends as a box that no grid fits
-    return nox::guarded(code::cloudToRangeThrew, [&] {
-        Records("PointCloudToRangeImage").write("start-pointCloudToRangeImage_CPU", __LINE__);
-        return nox::cloudToRangeByResolution(cloud, result, pose, resolutionX, resolutionY);
+    return onDeviceOrHost(cloud, [&](nox::Registration registration) {
+        Records("PointCloudToRangeImage")
+            .write(registration == nox::registerPoints ? "start-pointCloudToRangeImage_CPU"
+                                                       : "start-pointCloudToRangeImage_CUDA",
+                   __LINE__);
+        return nox::cloudToRangeByResolution(cloud, result, pose, resolutionX, resolutionY, registration);
     });
 }
 
@@ -157,9 +174,9 @@ long Nox3DDataConvert::PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImag
     result->SetType(0);
     if (const long refused = refusal(cloud, direction == NoxVector3d(), resolutionX <= 0.0, resolutionY <= 0.0))
         return refused;
-    return nox::guarded(code::cloudToRangeThrew, [&] {
+    return onDeviceOrHost(cloud, [&](nox::Registration registration) {
         return nox::cloudToRangeAlong(cloud, result, direction, static_cast<float>(resolutionX),
-                                      static_cast<float>(resolutionY));
+                                      static_cast<float>(resolutionY), registration);
     });
 }
 
@@ -232,7 +249,7 @@ long Nox3DDataConvert::RangeImagePostureCorrect(NoxRangeImageArray& images, NoxM
         if (const long failed = nox::preparePosture(images, poses, referenceIndex, &request, &workingPoses))
             return failed;
         Records records("RangeImgPostureCorrect");
-        if (images[0].Type() == 1) {
+        if (images[0].Type() == 1 && !config.gpu) {
             records.write("start-RangeImgPostureCorrect_CPU_TYPE1", __LINE__);
             const long done = nox::mergePerspective(images, workingPoses, request, result);
             records.write("end-RangeImgPostureCorrect_CPU_TYPE1", __LINE__);
@@ -240,6 +257,12 @@ long Nox3DDataConvert::RangeImagePostureCorrect(NoxRangeImageArray& images, NoxM
         }
         NoxRangeImageArray floats;
         if (const long failed = nox::withFloatHeights(images, &floats)) return failed;
+        if (config.gpu) {
+            records.write("start-RangeImgPostureCorrect_GPU", __LINE__);
+            if (const long failed = nox::mergeOnDevice(floats, workingPoses, request, result)) return failed;
+            records.write("end-RangeImgPostureCorrect_GPU", __LINE__);
+            return code::success;
+        }
         records.write("start-RangeImgPostureCorrect_CPU_TYPE0", __LINE__);
         const long done = nox::mergeOrthographic(floats, workingPoses, request, result);
         records.write("end-RangeImgPostureCorrect_CPU_TYPE0", __LINE__);

@@ -6,6 +6,7 @@
 #include <NoxResultCodes.h>
 #include <PostureBodies.h>
 
+#include "data/Memory.h"
 #include "posture/MemoryGuard.h"
 
 #include <opencv2/core.hpp>
@@ -25,9 +26,14 @@ const double* numbersOf(const NoxMatrix& pose) { return reinterpret_cast<const d
 /// Poses relative to one of them: that one becomes the identity.
 NoxMatrixArray relativeTo(const NoxMatrix& reference, const NoxMatrixArray& poses)
 {
-    const cv::Mat inverse = reference.Matrix().inv(cv::DECOMP_LU);
+    cv::Mat inverse = newPlane(4, 4, CV_64F);
+    cv::invert(reference.Matrix(), inverse, cv::DECOMP_LU);
     NoxMatrixArray relative;
-    for (int i = 0; i < poses.Length(); ++i) relative.Append(NoxMatrix(cv::Mat(inverse * poses[i].Matrix())));
+    for (int i = 0; i < poses.Length(); ++i) {
+        cv::Mat product = newPlane(4, 4, CV_64F);
+        product = inverse * poses[i].Matrix();
+        relative.Append(NoxMatrix(product));
+    }
     return relative;
 }
 
@@ -101,7 +107,7 @@ NoxMatrix levellingPose(Nox3DPlane& plane)
     const NoxVector3d p = plane.Point();
     const double height = static_cast<double>(p.Y()) * m[9] + static_cast<double>(p.X()) * m[8] +
                           static_cast<double>(p.Z()) * m[10] + m[11];
-    cv::Mat pose(4, 4, CV_64F);
+    cv::Mat pose = newPlane(4, 4, CV_64F);
     std::copy_n(m, 16, pose.ptr<double>());
     pose.at<double>(0, 3) = 0.0;
     pose.at<double>(1, 3) = 0.0;
