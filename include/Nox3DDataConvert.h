@@ -62,6 +62,7 @@ public:
     /// not read. Every point reaches the four cells round its position with the weight exp(-2 r^2), r in cells; a cell
     /// keeps the weighted mean of the points within 2 x max(resolution) of its highest. Heights are the cloud's own z.
     /// Colours follow with the same weights. The outcome does not depend on the number of threads.
+    /// @param cloud   points and, where it has some, one colour for each
     /// @param result  float, type 0, ResolutionZ 1; unchanged on failure but for its type, which is 0 in any case
     /// @param pose    row by row; the all-zero matrix is refused
     /// @param width, height  cells, at least 2; the cell size follows from the box
@@ -70,6 +71,7 @@ public:
     long PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImage* result, NoxMatrix4& pose, int width, int height);
 
     /// The same with the cell size given, in units of the cloud; width and height of the grid follow from the box.
+    /// @param cloud, result, pose  as with width and height
     /// @param resolutionX, resolutionY  along columns and rows, above 0
     /// @return as with width and height, but 30602024 where there is no usable bounding box
     long PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImage* result, NoxMatrix4& pose, double resolutionX,
@@ -77,7 +79,10 @@ public:
 
     /// The same, seen along a direction, which becomes the third row of the frame as it is given; the cell sizes are
     /// rounded to float.
+    /// @param cloud, result  as with a pose
     /// @param direction  not (0, 0, 0)
+    /// @param resolutionX, resolutionY  along columns and rows, above 0
+    /// @return as with pose and resolutions
     long PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImage* result, NoxVector3d& direction, double resolutionX,
                                 double resolutionY);
 
@@ -88,6 +93,8 @@ public:
     /// row = x / secondResolution + offsetY, into the 2 x 2 cells at and above its row, keeping the mean of the heights
     /// within 3 x max(resolution) of the highest; a point with x or y exactly 0 is none. ResolutionX is the first
     /// resolution, ResolutionY the second. Colours are carried by method 1 only. The result's type is not touched.
+    /// @param cloud   in the order of the grid
+    /// @param result  float; unchanged by a refusal
     /// @param method  0 or 1
     /// @param width, height  cells, at least 1
     /// @param firstResolution, secondResolution  above 0
@@ -104,6 +111,7 @@ public:
     /// @param result  float, type 0, ResolutionZ 1; may be the image itself. Unchanged by the first nine refusals
     /// @param plane   in the coordinates of the image's points; a normal that points down is turned round in place, so
     /// one plane does not serve two calls at once
+    /// @param resolutionX, resolutionY, samplingFactor, samplingMethod, outputWidth  as in the array form
     /// @param outputHeight  at least 2; above 40000 the array form refuses it
     /// @return 0; 11200002 to 11200007 in the order of the arguments; 11100001 no pixels; 30602021 the image is smaller
     /// than samplingFactor; 11100029 type above 1; 30602019 the plane is not valid; 11000013 an exception; else as the
@@ -175,11 +183,13 @@ public:
     /// x = row * ResolutionY + OffsetY, y = column * ResolutionX + OffsetX for 8-bit images and at
     /// x = (row - OffsetY) * ResolutionY, y = (column - OffsetX) * ResolutionX for 16-bit ones.
     /// height = (gray - lowGray) * grayScale + grayLow, in stored units.
+    /// @param range, roi, image, imageType  as above
     /// @param background  clamped to the image's grays
     /// @param plane       not used unless `IsValid()`
     /// @param low, high   world heights for the integer element types, stored values for float and double
     /// @param lowGray, highGray  clamped to the image's grays
     /// @param grayScale, grayLow  heights per gray, and the height of `lowGray`, in stored units
+    /// @param resolutionX, offsetX, resolutionY, offsetY, resolutionZ, offsetZ  those of `range`
     /// @return 0; 11100001, 11200001 the image type, 11000002, 11200001 no image, 11200004 a band not above 1e-8,
     /// 11200006 an empty gray band, before or after clamping, in this order; 30602004 an exception. All else as above
     long RangeImageToImage(NoxRangeImage& range, NoxROI& roi, NoxImage* image, int imageType, int background,
@@ -193,6 +203,8 @@ public:
     /// Integer heights are spread over the grays from 1 on: the same depth keeps its steps, the others are scaled.
     /// Float and double heights show a band about 0: height / 0.01 + 127 for 8 bit, height / 0.001 + 32768 for 16 bit,
     /// truncated, saturated at 0 and at the top gray. Resolution and offset of the heights play no part.
+    /// @param range, image, imageType  as in RangeImageToImage
+    /// @param resolutionX, offsetX, resolutionY, offsetY, resolutionZ, offsetZ  those of `range`
     /// @return 0; 11100001, 11200001 the image type or no image; 30602003 an exception. All else as in
     /// RangeImageToImage
     long RangeImageToImageAuto(NoxRangeImage& range, NoxImage* image, int imageType, double* resolutionX,
@@ -205,6 +217,7 @@ public:
     ///
     /// The last tiles take what is left of the image, but a single row or column left over stays gray 0, as do invalid
     /// pixels, NaN and heights beyond 1e15.
+    /// @param range, image, imageType  as in RangeImageToImage
     /// @param tileWidth, tileHeight  in pixels, above 0
     /// @param above, below  in stored units; one may be negative as long as the band has its ends in order
     /// @return 0; 11100001, 11200001 the image type or no image, 11200002 to 11200005 in the order of the arguments;
@@ -223,6 +236,8 @@ public:
     /// becomes 0 in any case; else unchanged by a refusal
     /// @param dataType  a NoxDataType
     /// @param grayScale, resolutionX, resolutionY, resolutionZ  above 0; a NaN passes
+    /// @param grayOffset  in stored units
+    /// @param offsetX, offsetY, offsetZ  not tested
     /// @return 0; 11000005, 11000001, 11200001, 11200002, 11200004, 11200006, 11200008 in this order; 30602005 an
     /// exception, too little memory or another depth of the image: the pixels as they were, the grid numbers set
     long ImageToRangeImage(NoxImage& image, NoxRangeImage* range, int dataType, double grayScale, double grayOffset,
@@ -246,6 +261,7 @@ public:
     /// @param image, range  as in ImageToRangeImage
     /// @param dataType  a NoxDataType other than 1
     /// @param resolutionX, resolutionY, resolutionZ  above 0; a NaN passes
+    /// @param offsetX, offsetY, offsetZ  not tested
     /// @return 0; 11000005, 11000001, 11200001, 11200002, 11200004, 11200006 in this order; 30602007 as 30602005 in
     /// ImageToRangeImage
     long ImageToRangeImageAuto(NoxImage& image, NoxRangeImage* range, int dataType, double resolutionX, double offsetX,
@@ -263,6 +279,7 @@ public:
     ///
     /// Type, resolutions and offsets X and Y are those of the source; so are the parameters 0 to 3 of a type 1 image,
     /// whose 4 and 5 become ResolutionZ and OffsetZ. Colours are not carried over.
+    /// @param source  type 0 or 1
     /// @param output  may be the source. One on the source's storage gets pixels of its own and no colour plane, and
     /// other images there keep the pixels. A separate one keeps a colour plane that fits, and its pixels are written
     /// in place where grid and element type fit: images that share them see the result.
@@ -279,7 +296,9 @@ public:
     /// moves each to its place on a grid as fine as the nearest pixels, keeps the top surface there and brings the grid
     /// back to the size of the image. In both the pixels with the smallest x or y, and those in line with the optical
     /// centre by column or row, leave no height.
+    /// @param source  type 1, any element type
     /// @param output  may be the source; unchanged when the call is refused or throws
+    /// @param referenceDistance  the depth whose height is 0
     /// @param method  0 or 1
     /// @return 0; 11100001 no pixels, or none valid; 11100029 a type other than 0 and 1; 11100025 a type 0 image;
     /// 11200002 method; 30602016 the grid of method 1 does not fit in memory; or the code of Nox3DSampling::Resample,
@@ -294,7 +313,10 @@ public:
     /// Rectangles become a rectangle or box, a circle a circle or cylinder, a ring a torus or tube, a polygon a polygon
     /// or a prism of lines, an ellipse an ellipse or elliptic cylinder, a line a line or a rectangle standing on it,
     /// its direction cut to whole degrees, a point a point or a vertical line.
+    /// @param roi  in image terms, x along the columns
     /// @param shape  unchanged on any failure
+    /// @param zHigh, zLow  world heights, -65535 to 65535
+    /// @param resolutionX, offsetX, resolutionY, offsetY  of the image; resolutions above 0
     /// @return 0; 11200002 zLow above zHigh, or one of them beyond 65535 either way; 11200003 resolutionX; 11200005
     /// resolutionY; 11000002 the whole image, which has no shape; 30602001 an exception
     long ROITo3DShape(NoxROI& roi, Nox3DShape* shape, double zHigh, double zLow, double resolutionX, double offsetX,
@@ -306,6 +328,7 @@ public:
     /// Rotations turn the points of an outline about the origin of the space, not about the shape's centre. A tilt
     /// shortens the sides of a rectangle twice, once by the turned corners and once by the cosine; the corners of a box
     /// come in the order of its construction, which may cross itself. Lifting and projecting do not undo each other.
+    /// @param shape  in world units
     /// @param roi  unchanged on any failure
     /// @return 0; 11000002 no shape, or a cylinder of either kind, torus, tube or line set; 30602002 an exception, or a
     /// polygon without corners

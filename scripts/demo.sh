@@ -35,6 +35,12 @@ mkdir -p out
 step "point cloud -> range image -> point cloud"
 build/demo/examples/scan_to_range_image "$scan" out
 
+step "the table levelled"
+build/demo/examples/level_table "$scan" out
+
+step "four strips of the scan merged"
+build/demo/examples/merge_strips "$scan" out
+
 step "depth frame -> coloured point cloud"
 build/demo/examples/depth_frame_to_cloud examples/data/objects_depth.png examples/data/objects_color.png out
 

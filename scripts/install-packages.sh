@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing for a job: demo, test (everything that the dev preset builds) or check
-# (what .ci/run needs beside). Asks apt for nothing when nothing is missing. As root or with sudo.
-# Usage: scripts/install-packages.sh demo|test|check
+# Installs the Debian packages that are missing for a job: demo, test (everything that the dev preset builds), docs (the
+# reference) or check (what .ci/run needs beside). Asks apt for nothing when nothing is missing. As root or with sudo.
+# Usage: scripts/install-packages.sh demo|test|docs|check
 set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libtbb-dev libopencv-core-dev libopencv-imgproc-dev libeigen3-dev libspdlog-dev)
@@ -9,9 +9,10 @@ demo=("${build[@]}" libopencv-imgcodecs-dev liblzf-dev libnanoflann-dev)
 case ${1-} in
     demo) wanted=("${demo[@]}") ;;
     test) wanted=("${demo[@]}" libgtest-dev libbenchmark-dev) ;;
+    docs) wanted=(doxygen) ;;
     check) wanted=(git clang clang-format clang-tidy) ;;
     *)
-        echo "usage: install-packages.sh demo|test|check" >&2
+        echo "usage: install-packages.sh demo|test|docs|check" >&2
         exit 2
         ;;
 esac
