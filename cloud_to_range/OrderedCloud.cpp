@@ -50,14 +50,17 @@ void requireMemoryForCells(const OrderedGrid& grid, int bytesPerCell)
     requireMemory(bytes);
 }
 
-/// Sizes the result with a colour plane of that many channels; 0 leaves it without one.
-void setSize(NoxRangeImage& result, const OrderedGrid& grid, int channels)
+/// The result with planes of its own, so that a failure leaves the caller's as they were; with 0 channels without
+/// colours.
+NoxRangeImage sized(const NoxRangeImage& result, const OrderedGrid& grid, int channels)
 {
-    result.SetSize(grid.width, grid.height, NoxDataType32F);
+    NoxRangeImage image(result);
+    image.SetSize(grid.width, grid.height, NoxDataType32F);
     if (channels > 0)
-        result.SetColorSize(grid.width, grid.height, channels);
+        image.SetColorSize(grid.width, grid.height, channels);
     else
-        result.SetColorSize(0, 0, 1);
+        image.SetColorSize(0, 0, 1);
+    return image;
 }
 
 float* heights(const NoxRangeImage& image) { return reinterpret_cast<float*>(image.Data()); }
@@ -78,10 +81,11 @@ long pointCloudToRangeImage(const NoxPointCloud& cloud, NoxRangeImage* result, c
 {
     if (cloud.Length() == 0) return NOXEL::code::pointCloudEmpty;
     requireMemoryForCells(grid, sizeof(float));
-    setSize(*result, grid, 0);
-    result->SetInfo(1.0, 0.0, grid.secondResolution, grid.offsetX, grid.firstResolution, grid.offsetY);
+    NoxRangeImage image = sized(*result, grid, 0);
+    image.SetInfo(1.0, 0.0, grid.secondResolution, grid.offsetX, grid.firstResolution, grid.offsetY);
     forRows(grid.height, facadeConfig().tbb,
-            PointCloudToPixel{cloud.PointData(), heights(*result), grid.width, grid.height, cloud.Length()});
+            PointCloudToPixel{cloud.PointData(), heights(image), grid.width, grid.height, cloud.Length()});
+    *result = image;
     return NOXEL::code::success;
 }
 
@@ -102,34 +106,36 @@ long pointCloudToRangeImageOrden(const NoxPointCloud& cloud, NoxRangeImage* resu
     const auto first = static_cast<float>(grid.firstResolution), second = static_cast<float>(grid.secondResolution);
     const auto offsetX = static_cast<float>(grid.offsetX), offsetY = static_cast<float>(grid.offsetY);
     const auto threshold = static_cast<float>(3.0 * std::max(grid.firstResolution, grid.secondResolution));
+    NoxRangeImage image;
     if (channels > 0) {
         NOXEL::PclToRangeTBBT1VoxelMaxHeightWithColor_PC body(std::move(x), std::move(y), std::move(z), colors.Data(),
                                                               channels, grid.width, grid.height, second, first, offsetY,
                                                               offsetX, threshold);
         accumulate(body);
-        setSize(*result, grid, channels);
-        float* image = heights(*result);
-        unsigned char* imageColors = result->ColorData();
+        image = sized(*result, grid, channels);
+        float* cells = heights(image);
+        unsigned char* cellColors = image.ColorData();
         const NOXEL::PointCloudToRangeImageReplaceValueWithColorNew fill(
-            image, imageColors, &body.count, &body.sum, &body.colorSum, channels, grid.height, grid.width);
+            cells, cellColors, &body.count, &body.sum, &body.colorSum, channels, grid.height, grid.width);
         forRows(grid.height, facadeConfig().tbb, [&](const Rows& rows) {
             const auto begin = rows.begin() * static_cast<std::size_t>(grid.width);
-            const auto cells = rows.size() * static_cast<std::size_t>(grid.width);
+            const auto count = rows.size() * static_cast<std::size_t>(grid.width);
             const auto bytes = static_cast<std::size_t>(channels);
-            std::fill_n(image + begin, cells, Element<float>::invalid);
-            std::fill_n(imageColors + begin * bytes, cells * bytes, static_cast<unsigned char>(0));
+            std::fill_n(cells + begin, count, Element<float>::invalid);
+            std::fill_n(cellColors + begin * bytes, count * bytes, static_cast<unsigned char>(0));
             fill(rows);
         });
     } else {
         NOXEL::PclToRangeTBBT1VoxelMaxHeight_PC body(std::move(x), std::move(y), std::move(z), grid.width, grid.height,
                                                      second, first, offsetY, offsetX, threshold);
         accumulate(body);
-        setSize(*result, grid, 0);
+        image = sized(*result, grid, 0);
         forRows(grid.height, facadeConfig().tbb,
-                NOXEL::PointCloudToRangeImageReplaceValueNew(heights(*result), &body.count, &body.sum, grid.height,
+                NOXEL::PointCloudToRangeImageReplaceValueNew(heights(image), &body.count, &body.sum, grid.height,
                                                              grid.width));
     }
-    result->SetInfo(1.0, 0.0, grid.firstResolution, grid.offsetX, grid.secondResolution, grid.offsetY);
+    image.SetInfo(1.0, 0.0, grid.firstResolution, grid.offsetX, grid.secondResolution, grid.offsetY);
+    *result = image;
     return NOXEL::code::success;
 }
 

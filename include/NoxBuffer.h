@@ -22,9 +22,18 @@ public:
     explicit NoxBuffer(int size) { resize(size); }
     NoxBuffer(const NoxBuffer& other) : NoxBuffer(other.size_) { std::copy_n(other.data_, size_, data_); }
     NoxBuffer(NoxBuffer&& other) noexcept { swap(other); }
-    NoxBuffer& operator=(NoxBuffer other) noexcept
+    // Not one operator that takes a value: of a class with such a member the compiler reckons that copying throws
+    // nothing, and an exception then passes every handler.
+    NoxBuffer& operator=(const NoxBuffer& other)
     {
-        swap(other);
+        NoxBuffer copy(other);
+        swap(copy);
+        return *this;
+    }
+    NoxBuffer& operator=(NoxBuffer&& other) noexcept
+    {
+        NoxBuffer taken(std::move(other));
+        swap(taken);
         return *this;
     }
     ~NoxBuffer() { NOXEL::NoxRelease(data_); }

@@ -84,12 +84,18 @@ void mapTile(const cv::Mat& source, const cv::Mat& grays, const cv::Rect& tile, 
     constexpr T invalid = nox::Element<T>::invalid;
     const RowRange rows(0, static_cast<std::size_t>(tile.height));
 
-    int count = 0;
+    std::int64_t count = 0;  // row by row: the pixels of a tile may be more than an int holds
+    int inRow = 0;
     double sum = 0.0;
-    MeanBody<T>(&count, &sum, invalid, tile.width, stride, heights)(rows);
+    const MeanBody<T> mean(&inRow, &sum, invalid, tile.width, stride, heights);
+    for (std::size_t row = rows.begin(); row != rows.end(); ++row) {
+        inRow = 0;
+        mean(RowRange(row, row + 1));
+        count += inRow;
+    }
     if (count == 0) return;  // gray 0 as it is
 
-    const TileBand<T> band(sum / count, below, above);
+    const TileBand<T> band(sum / static_cast<double>(count), below, above);
     constexpr U top = std::numeric_limits<U>::max();
     const RangeImageToImageByChunk<T, U> body(1, top, top - 1, band.stored(band.low), band.stored(band.high), invalid,
                                               tile.width, stride, heights, nox::pixels<U>(grays, tile.y) + tile.x);
