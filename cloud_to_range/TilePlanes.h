@@ -7,8 +7,8 @@
 
 #include "cloud_to_range/GaussianWeights.h"
 #include "cloud_to_range/RegistrationRule.h"
-#include "frame/Tiling.h"
 #include "data/Memory.h"
+#include "frame/Tiling.h"
 
 namespace nox {
 

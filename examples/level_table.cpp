@@ -16,7 +16,8 @@
 
 namespace {
 
-/// The plane of the table's top: fitted to a part of it that is known, then again and again to all that lies within a centimetre.
+/// The plane of the table's top: fitted to a part of it that is known, then again and again to all that lies within a
+/// centimetre.
 Nox3DPlane tableTop(const NoxPointCloud& points)
 {
     Nox3DPlane plane = example::fitPlane(example::select(

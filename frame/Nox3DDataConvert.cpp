@@ -218,13 +218,12 @@ long Nox3DDataConvert::RangeImagePostureCorrect(NoxRangeImage& image, NoxRangeIm
     if (image.Width() < samplingFactor || image.Height() < samplingFactor) return code::sampledToNothing;
     if (image.Type() > 1) return code::rangeImageType;
     return nox::guarded(code::postureThrew, [&] {
-        const NoxRangeImage source = image;  // the result may be the image itself
+        NoxRangeImageArray images;
+        images.Append(image);  // before the result changes, which may be the image itself
         result->SetType(0);
         Records records("RangeImgPostureCorrect");
         records.write("start-RangeImgPostureCorrect", __LINE__);
         if (!plane.IsValid()) return code::planeInvalid;
-        NoxRangeImageArray images;
-        images.Append(source);
         NoxMatrixArray poses;
         poses.Append(nox::levellingPose(plane));
         const long done = RangeImagePostureCorrect(images, poses, 0, resolutionX, resolutionY, samplingFactor,

@@ -13,10 +13,10 @@ public:
     /// new size, the offsets become (offset + 0.5) * new / old - 0.5, and the parameters 0 to 3 of a type 1 image
     /// follow.
     ///
-    /// Method 0 takes the nearest pixel as it is, with its colour. The others weigh pixels as OpenCV does: 1 the nearest
-    /// 2 x 2, 2 the nearest 4 x 4 (cubic), 4 the nearest 8 x 8 (Lanczos), 3 all pixels that a smaller grid's pixel
-    /// covers, by area, and as 1 in a direction that grows. They keep a tilted plane that plane, at the borders too:
-    /// where the weights lie uneven about a pixel, its mean is moved along the slope of the image's plane of least
+    /// Method 0 takes the nearest pixel as it is, with its colour. The others weigh pixels as OpenCV does: 1 the
+    /// nearest 2 x 2, 2 the nearest 4 x 4 (cubic), 4 the nearest 8 x 8 (Lanczos), 3 all pixels that a smaller grid's
+    /// pixel covers, by area, and as 1 in a direction that grows. They keep a tilted plane that plane, at the borders
+    /// too: where the weights lie uneven about a pixel, its mean is moved along the slope of the image's plane of least
     /// squares.
     ///
     /// Pixels that are invalid, NaN or infinite have no weight: a pixel is the mean of the others, and invalid where

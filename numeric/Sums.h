@@ -1,7 +1,7 @@
 #pragma once
 
-#include "numeric/Pieces.h"
 #include "data/Lanes.h"
+#include "numeric/Pieces.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "data/Memory.h"
 #include "data/Lanes.h"
+#include "data/Memory.h"
 #include "frame/Tiling.h"
 #include "posture/Canvas.h"
 
