@@ -8,7 +8,7 @@
 
 #include "device/Kernels.h"
 #include "device/Runtime.h"
-#include "frame/FloatingPoint.h"
+#include "data/FloatingPoint.h"
 #include "frame/Guards.h"
 #include "frame/Parallel.h"
 

@@ -6,7 +6,7 @@
 #include "data/Checked.h"
 #include "device/PostureRoute.h"
 #include "device/Routes.h"
-#include "frame/FloatingPoint.h"
+#include "data/FloatingPoint.h"
 #include "frame/Guards.h"
 #include "frame/Nox3DDataConvertAlg.h"
 #include "frame/StaticConfig.h"

@@ -3,7 +3,7 @@
 #include <tbbComputing.h>
 
 #include "data/ElementType.h"
-#include "frame/FloatingPoint.h"
+#include "data/FloatingPoint.h"
 #include "frame/Parallel.h"
 #include "frame/StaticConfig.h"
 #include "numeric/Sums.h"

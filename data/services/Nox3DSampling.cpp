@@ -5,6 +5,7 @@
 
 #include "data/Checked.h"
 #include "data/ElementType.h"
+#include "data/FloatingPoint.h"
 #include "data/Memory.h"
 
 #include <opencv2/imgproc.hpp>
@@ -234,6 +235,7 @@ bool isFeasible(const NoxRangeImage& source, const cv::Mat& colors, int method, 
     constexpr double small = 64 << 20;  // every machine has that
     return bytes <= small || bytes <= static_cast<double>(NoxAvailablePhysicalMemory());
 }
+
 /// The numbers of the grid with the new pixels on the area of the old ones.
 void scaleGrid(const NoxRangeImage& source, NoxRangeImage* target)
 {
@@ -258,6 +260,7 @@ void scaleGrid(const NoxRangeImage& source, NoxRangeImage* target)
 long Nox3DSampling::Resample(const NoxRangeImage& source, NoxRangeImage* target, int method, int width,
                              int height) const
 {
+    const nox::DefaultFloatingPoint mode;
     if (nox::pixelCount(source) == 0) return code::rangeImageEmpty;
     if (method < 0 || method >= methods) return code::argument1;
     if (width <= 0) return code::argument2;

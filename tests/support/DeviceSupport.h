@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "device/Pipelines.h"
 #include "device/Session.h"
 
 /// What the tests of the device share.
@@ -15,6 +16,7 @@ namespace device_test {
 
 using nox::device::Runtime;
 using Floats = std::vector<float>;
+using Pose = cv::Matx44d;
 
 constexpr float kNone = -3.4028234663852886e38f;
 
@@ -32,11 +34,6 @@ inline std::vector<const Runtime*> runtimes()
     const Runtime* own = &nox::device::builtInRuntime();
     if (own != all[0] && works(*own)) all.push_back(own);
     return all;
-}
-
-inline std::size_t size(int width, int height)
-{
-    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
 }
 
 /// Whether the configuration sends jobs to the device.
@@ -69,15 +66,18 @@ inline NoxRangeImageArray arrayOf(const std::vector<NoxRangeImage>& images)
     return array;
 }
 
-using Matrix = std::vector<double>;
-inline const Matrix kIdentity{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-
-inline NoxMatrixArray posesOf(const std::vector<Matrix>& matrices)
+inline NoxMatrixArray posesOf(const std::vector<Pose>& poses)
 {
     NoxMatrixArray array;
-    for (const Matrix& m : matrices)
-        array.Append(NoxMatrix(cv::Mat(4, 4, CV_64F, const_cast<double*>(m.data())).clone()));
+    for (const Pose& pose : poses) array.Append(NoxMatrix(cv::Mat(pose)));
     return array;
+}
+
+inline long merge(const Runtime& runtime, const std::vector<NoxRangeImage>& images, const std::vector<Pose>& poses,
+                  cv::Size canvas, cv::Size result, NoxRangeImage* out, float rx = 1, float ry = 1)
+{
+    return nox::device::DeviceRangeMerge(runtime, arrayOf(images), posesOf(poses), rx, ry, canvas.width, canvas.height,
+                                         result.width, result.height, out);
 }
 
 }  // namespace device_test
