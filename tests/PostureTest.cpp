@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 #include <oneapi/tbb/global_control.h>
-#include <opencv2/core.hpp>
+#include <opencv2/core/affine.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -24,21 +24,19 @@
 
 namespace {
 
+using Range = tbb::blocked_range<std::size_t>;
+
 constexpr float kInvalid = std::numeric_limits<float>::lowest();
 constexpr float kNone = std::numeric_limits<float>::max();
 
-float* floats(const NoxRangeImage& image) { return reinterpret_cast<float*>(image.Data()); }
-float at(const NoxRangeImage& image, int row, int column) { return floats(image)[row * image.Width() + column]; }
-
-std::size_t cellOf(int row, int column, int width)
-{
-    return static_cast<std::size_t>(row) * static_cast<std::size_t>(width) + static_cast<std::size_t>(column);
-}
-
 struct Grid
 {
-    double resolutionX = 1, offsetX = 0, resolutionY = 1, offsetY = 0;
+    double resolutionX, offsetX, resolutionY, offsetY;
 };
+
+constexpr Grid kGrid{0.5, 3, 0.25, -2}, kUnitGrid{1, 0, 1, 0};
+
+float* floats(const NoxRangeImage& image) { return reinterpret_cast<float*>(image.Data()); }
 
 /// A float image of type 0 with height(row, column).
 NoxRangeImage imageOf(int width, int height, const Grid& grid, const std::function<float(int, int)>& heightAt)
@@ -46,156 +44,50 @@ NoxRangeImage imageOf(int width, int height, const Grid& grid, const std::functi
     NoxRangeImage image;
     image.SetSize(width, height, NoxDataType32F);
     image.SetInfo(1, 0, grid.resolutionX, grid.offsetX, grid.resolutionY, grid.offsetY);
-    for (int row = 0; row < height; ++row)
-        for (int column = 0; column < width; ++column) floats(image)[row * width + column] = heightAt(row, column);
+    for (int i = 0; i < width * height; ++i) floats(image)[i] = heightAt(i / width, i % width);
     return image;
 }
 
-NoxMatrix poseOf(const cv::Matx44d& m) { return NoxMatrix(cv::Mat(m).clone()); }
-
-NoxMatrixArray posesOf(const std::vector<cv::Matx44d>& poses)
+NoxRangeImage flatImage()
 {
-    NoxMatrixArray array;
-    for (const cv::Matx44d& pose : poses) array.Append(poseOf(pose));
-    return array;
+    return imageOf(5, 4, kUnitGrid, [](int, int) { return 1.0f; });
 }
 
-NoxRangeImageArray arrayOf(const std::vector<NoxRangeImage>& images)
+/// Makes an image one of type 1.
+void setPerspective(NoxRangeImage& image, double p0, double p1, double p2, double p3)
 {
-    NoxRangeImageArray array;
-    for (const NoxRangeImage& image : images) array.Append(image);
-    return array;
+    NoxVarArray parameters;
+    parameters.SetSize(4);
+    parameters[0] = p0, parameters[1] = p1, parameters[2] = p2, parameters[3] = p3;
+    image.SetType(1);
+    image.SetInfo(parameters);
+}
+
+/// A turn about an axis by its length, and a move.
+cv::Matx44d turned(double x, double y, double z, const cv::Vec3d& move)
+{
+    return cv::Affine3d(cv::Vec3d(x, y, z), move).matrix;
 }
 
 const cv::Matx44d kIdentity = cv::Matx44d::eye();
+const cv::Matx44d kFirstPose = turned(0.2, 0.1, 0.3, {1, 2, 3}), kSecondPose = turned(-0.1, 0.2, 1, {2, 1, 0});
 
-/// Turns about z, then y, then x, and a move.
-cv::Matx44d turned(double x, double y, double z, const cv::Vec3d& move)
+NoxMatrix poseOf(const cv::Matx44d& m) { return NoxMatrix(cv::Mat(m).clone()); }
+
+/// Images and the pose of each.
+struct Scene
 {
-    const cv::Matx33d rx(1, 0, 0, 0, std::cos(x), -std::sin(x), 0, std::sin(x), std::cos(x));
-    const cv::Matx33d ry(std::cos(y), 0, std::sin(y), 0, 1, 0, -std::sin(y), 0, std::cos(y));
-    const cv::Matx33d rz(std::cos(z), -std::sin(z), 0, std::sin(z), std::cos(z), 0, 0, 0, 1);
-    const cv::Matx33d r = rx * ry * rz;
-    return {r(0, 0), r(0, 1), r(0, 2), move[0], r(1, 0), r(1, 1), r(1, 2), move[1],
-            r(2, 0), r(2, 1), r(2, 2), move[2], 0,       0,       0,       1};
-}
+    NoxRangeImageArray images;
+    NoxMatrixArray poses;
 
-struct Place
-{
-    float x = kNone, y = kNone, z = kInvalid;
-};
-
-/// What posture correction is to give, by plain loops: all points on a canvas, then the corner, the scaling and the
-/// merge.
-struct Canvas
-{
-    using OwnPlace = std::function<Place(const NoxRangeImage&, int row, int column)>;
-
-    int rows = 0, columns = 0;
-    std::vector<Place> own, moved;
-
-    Canvas(const NoxRangeImageArray& images, const NoxMatrixArray& poses, const OwnPlace& ownPlace)
+    Scene() = default;
+    Scene(const NoxRangeImage& image, const cv::Matx44d& pose) { add(image, pose); }
+    void add(const NoxRangeImage& image, const cv::Matx44d& pose)
     {
-        for (int i = 0; i < images.Length(); ++i) {
-            rows = std::max(rows, images[i].Height());
-            columns += images[i].Width();
-        }
-        own.resize(cellOf(rows, 0, columns));
-        moved.resize(own.size());
-        for (int i = 0, start = 0; i < images.Length(); start += images[i].Width(), ++i) {
-            const NoxMatrix pose = poses[i];
-            float m[12];
-            for (int k = 0; k < 12; ++k) m[k] = static_cast<float>(pose.Matrix().ptr<double>()[k]);
-            for (int row = 0; row < images[i].Height(); ++row) {
-                for (int column = 0; column < images[i].Width(); ++column) {
-                    const Place p = ownPlace(images[i], row, column);
-                    const std::size_t cell = cellOf(row, start + column, columns);
-                    own[cell] = p;
-                    if (!(p.z > kInvalid)) continue;
-                    moved[cell] = {p.x * m[0] + p.y * m[1] + p.z * m[2] + m[3],
-                                   p.x * m[4] + p.y * m[5] + p.z * m[6] + m[7],
-                                   p.x * m[8] + p.y * m[9] + p.z * m[10] + m[11]};
-                }
-            }
-        }
-    }
-
-    static bool isPoint(float z) { return std::abs(z) < 1e8f; }
-
-    /// Smallest coordinates of `places` in the first columns where `valid` is a point.
-    Place corner(const std::vector<Place>& places, const std::vector<Place>& valid, int width, int height) const
-    {
-        Place corner;
-        for (int row = 0; row < height; ++row) {
-            for (int column = 0; column < width; ++column) {
-                const std::size_t cell = cellOf(row, column, columns);
-                if (!isPoint(valid[cell].z)) continue;
-                if (places[cell].x < corner.x) corner.x = places[cell].x;
-                if (places[cell].y < corner.y) corner.y = places[cell].y;
-            }
-        }
-        return corner;
-    }
-
-    /// @param unit  of a cell's resolution, the one in which the offsets are told
-    NoxRangeImage merged(float shiftX, float shiftY, float resolutionX, float resolutionY, int width, int height,
-                         float unit = 1.0f) const
-    {
-        std::vector<float> sum(cellOf(height, 0, width)), count(sum.size());
-        for (const Place& p : moved) {
-            if (!isPoint(p.z)) continue;
-            const std::int64_t row = nox::t32((p.x - shiftX) / resolutionY);
-            const std::int64_t column = nox::t32((p.y - shiftY) / resolutionX);
-            for (int k = 0; k < 4; ++k) {
-                const std::int64_t r = row + k / 2, c = column + k % 2;
-                if (r < 0 || r >= height || c < 0 || c >= width) continue;
-                sum[static_cast<std::size_t>(r * width + c)] += p.z;
-                count[static_cast<std::size_t>(r * width + c)] += 1.0f;
-            }
-        }
-        const Grid grid{resolutionX, -shiftY / (resolutionX / unit), resolutionY, -shiftX / (resolutionY / unit)};
-        return imageOf(width, height, grid, [&](int r, int c) {
-            const std::size_t cell = cellOf(r, c, width);
-            return count[cell] > 0 ? sum[cell] / count[cell] : kInvalid;
-        });
+        images.Append(image);
+        poses.Append(poseOf(pose));
     }
 };
-
-Place orthographicPlace(const NoxRangeImage& image, int row, int column)
-{
-    return {
-        (static_cast<float>(row) - static_cast<float>(image.OffsetY())) * static_cast<float>(image.ResolutionY()),
-        (static_cast<float>(column) - static_cast<float>(image.OffsetX())) * static_cast<float>(image.ResolutionX()),
-        at(image, row, column)};
-}
-
-NoxRangeImage mergedPlainly(const NoxRangeImageArray& images, const NoxMatrixArray& poses, float resolutionX,
-                            float resolutionY, int width, int height, float unit = 1.0f)
-{
-    const Canvas canvas(images, poses, orthographicPlace);
-    const NoxRangeImage& first = images[0];
-    const Place a = canvas.corner(canvas.own, canvas.moved, first.Width(), first.Height());
-    const Place c = canvas.corner(canvas.moved, canvas.moved, first.Width(), first.Height());
-    const auto shiftX = static_cast<float>(static_cast<double>(c.x - a.x) - first.OffsetY() * first.ResolutionY());
-    const auto shiftY = static_cast<float>(static_cast<double>(c.y - a.y) - first.OffsetX() * first.ResolutionX());
-    return canvas.merged(shiftX, shiftY, resolutionX, resolutionY, width, height, unit);
-}
-
-void expectSame(const NoxRangeImage& result, const NoxRangeImage& expected)
-{
-    ASSERT_EQ(result.Type(), 0);
-    ASSERT_EQ(result.DataType(), NoxDataType32F);
-    ASSERT_EQ(result.Width(), expected.Width());
-    ASSERT_EQ(result.Height(), expected.Height());
-    EXPECT_EQ(result.ResolutionX(), expected.ResolutionX());
-    EXPECT_EQ(result.ResolutionY(), expected.ResolutionY());
-    EXPECT_EQ(result.OffsetX(), expected.OffsetX());
-    EXPECT_EQ(result.OffsetY(), expected.OffsetY());
-    for (int i = 0; i < result.Width() * result.Height(); ++i)
-        ASSERT_EQ(std::memcmp(floats(result) + i, floats(expected) + i, 4), 0)
-            << "row " << i / result.Width() << " column " << i % result.Width() << ": " << floats(result)[i]
-            << " instead of " << floats(expected)[i];
-}
 
 struct Request
 {
@@ -203,10 +95,117 @@ struct Request
     int factor, method, width, height;
 };
 
-long correct(NoxRangeImageArray& images, NoxMatrixArray& poses, int reference, const Request& r, NoxRangeImage* result)
+long correct(Scene& scene, const Request& r, NoxRangeImage* result, int reference = 0)
 {
-    return NOXEL::Nox3DDataConvert().RangeImagePostureCorrect(images, poses, reference, r.resolutionX, r.resolutionY,
-                                                              r.factor, r.method, r.width, r.height, result);
+    return NOXEL::Nox3DDataConvert().RangeImagePostureCorrect(scene.images, scene.poses, reference, r.resolutionX,
+                                                              r.resolutionY, r.factor, r.method, r.width, r.height,
+                                                              result);
+}
+
+NoxRangeImage corrected(Scene scene, const Request& request, int reference = 0)
+{
+    NoxRangeImage result;
+    EXPECT_EQ(correct(scene, request, &result, reference), 0);
+    return result;
+}
+
+long level(NoxRangeImage& image, Nox3DPlane& plane, const Request& r, NoxRangeImage* result)
+{
+    return NOXEL::Nox3DDataConvert().RangeImagePostureCorrect(image, result, plane, r.resolutionX, r.resolutionY,
+                                                              r.factor, r.method, r.width, r.height);
+}
+
+using Place = cv::Vec3f;
+
+const Place kNowhere(kNone, kNone, kInvalid);
+
+bool isPoint(const Place& p) { return std::abs(p[2]) < 1e8f; }
+void lower(Place& corner, const Place& p) { corner = {std::min(corner[0], p[0]), std::min(corner[1], p[1]), 0}; }
+
+Place placeOf(const NoxRangeImage& image, int row, int column)
+{
+    const auto number = [](auto value) { return static_cast<float>(value); };
+    const int pixel = row * image.Width() + column;
+    if (image.Type() == 0)
+        return {(number(row) - number(image.OffsetY())) * number(image.ResolutionY()),
+                (number(column) - number(image.OffsetX())) * number(image.ResolutionX()), floats(image)[pixel]};
+    const auto p = [&](int k) { return number(image.GetParaValue(k).D()); };
+    Place place = kNowhere;
+    nox::dispatch(image.DataType(), nox::Elements{}, [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        const T value = reinterpret_cast<const T*>(image.Data())[pixel];
+        if (value == nox::Element<T>::invalid) return;
+        float z = number(value);
+        if (std::is_integral_v<T>) z = (z - number(image.OffsetZ())) * number(image.ResolutionZ());
+        place = {(number(column) - p(0)) * p(2) * z, (number(row) - p(1)) * p(3) * z, z};
+    });
+    return place;
+}
+
+/// What posture correction is to give for images that are reduced already: by plain loops all points, row by row across
+/// the images, the corner of the first image, the scaling and the merge.
+NoxRangeImage mergedPlainly(const Scene& scene, const Request& r)
+{
+    const NoxRangeImage& first = scene.images[0];
+    const bool isPerspective = first.Type() == 1;
+    std::vector<Place> points;
+    Place own = kNowhere, moved = kNowhere;  // corners
+    for (int row = 0; row < 300; ++row) {
+        for (int i = 0; i < scene.images.Length(); ++i) {
+            const cv::Matx44f m = scene.poses[i].Matrix();
+            for (int column = 0; row < scene.images[i].Height() && column < scene.images[i].Width(); ++column) {
+                const Place p = placeOf(scene.images[i], row, column);
+                if (!(p[2] > kInvalid)) continue;
+                Place q;
+                for (int k = 0; k < 3; ++k) q[k] = p[0] * m(k, 0) + p[1] * m(k, 1) + p[2] * m(k, 2) + m(k, 3);
+                if (i == 0 && isPoint(isPerspective ? p : q)) lower(own, p);
+                if (i == 0 && isPoint(q)) lower(moved, q);
+                if (isPoint(q)) points.push_back(q);
+            }
+        }
+    }
+    const auto p = [&](int k) { return first.GetParaValue(k).D(); };
+    const auto shift = [&](float from, float to, double pixels) {
+        return isPerspective && from < 0 ? to : static_cast<float>(static_cast<double>(to - from) - pixels);
+    };
+    const float shiftX = shift(own[0], moved[0], isPerspective ? p(0) * p(2) : first.OffsetY() * first.ResolutionY());
+    const float shiftY = shift(own[1], moved[1], isPerspective ? p(1) * p(3) : first.OffsetX() * first.ResolutionX());
+    const int factor = r.method > 0 ? r.factor : 1, width = r.width / factor, height = r.height / factor;
+    const auto unit = static_cast<float>(factor);
+    const float resolutionX = r.resolutionX * unit, resolutionY = r.resolutionY * unit;
+    std::vector<float> sum(static_cast<std::size_t>(width * height)), count(sum.size());
+    for (const Place& q : points) {
+        const std::int64_t row = nox::t32((q[0] - shiftX) / resolutionY),
+                           column = nox::t32((q[1] - shiftY) / resolutionX);
+        for (int k = 0; k < 4; ++k) {
+            const std::int64_t y = row + k / 2, x = column + k % 2;
+            if (y < 0 || y >= height || x < 0 || x >= width) continue;
+            sum[static_cast<std::size_t>(y * width + x)] += q[2];
+            count[static_cast<std::size_t>(y * width + x)] += 1.0f;
+        }
+    }
+    const Grid grid{resolutionX, -shiftY / (isPerspective ? resolutionX : r.resolutionX), resolutionY,
+                    -shiftX / (isPerspective ? resolutionY : r.resolutionY)};
+    NoxRangeImage result = imageOf(width, height, grid, [&](int y, int x) {
+        const auto cell = static_cast<std::size_t>(y * width + x);
+        return count[cell] > 0 ? sum[cell] / count[cell] : kInvalid;
+    });
+    if (factor > 1) NOXEL::Nox3DSampling().Resample(result, &result, r.method - 1, r.width, r.height);
+    return result;
+}
+
+std::vector<double> formatOf(const NoxRangeImage& i)
+{
+    return {double(i.Type()), double(i.DataType()), double(i.Width()), double(i.Height()),
+            i.ResolutionX(),  i.ResolutionY(),      i.OffsetX(),       i.OffsetY()};
+}
+
+void expectSame(const NoxRangeImage& result, const NoxRangeImage& expected)
+{
+    ASSERT_EQ(formatOf(result), formatOf(expected));
+    for (int i = 0; i < result.Width() * result.Height(); ++i)
+        ASSERT_EQ(std::memcmp(floats(result) + i, floats(expected) + i, 4), 0)
+            << i << " of " << result.Width() << ": " << floats(result)[i] << " instead of " << floats(expected)[i];
 }
 
 TEST(Posture, TheMergeIsThatOfAllPointsInCanvasOrder)
@@ -214,183 +213,116 @@ TEST(Posture, TheMergeIsThatOfAllPointsInCanvasOrder)
     std::mt19937 random(7);
     const auto upTo = [&](double limit) { return std::uniform_real_distribution<>(-limit, limit)(random); };
     const auto whole = [&](int low, int high) { return std::uniform_int_distribution<>(low, high)(random); };
-    for (int trial = 0; trial < 60; ++trial) {
-        SCOPED_TRACE(trial);
-        const int threads = trial % 3 == 0 ? 1 : trial % 3 == 1 ? 2 : 7;
-        const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
-                                        static_cast<std::size_t>(threads));
+    for (int trial = 0; trial < 105; ++trial) {
+        const int type = trial % 2, dataType = trial % 3 ? NoxDataType32F : trial % 7;
+        SCOPED_TRACE(std::to_string(trial) + " of type " + std::to_string(type) + ", " + std::to_string(dataType));
+        const std::size_t threads[] = {1, 2, 7};
+        const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads[trial / 2 % 3]);
         const bool wild = trial % 5 == 4;  // heights that a tilt strews over the whole grid
-        std::vector<NoxRangeImage> images;
-        std::vector<cv::Matx44d> poses;
+        const double tilt = wild ? 1.5 : 0.5;
+        Scene scene, asFloats;  // integers of type 0 are converted first
         for (int i = whole(1, 3); i > 0; --i) {
-            const Grid grid{0.4 + 0.1 * whole(0, 5), upTo(30), 0.3 + 0.1 * whole(0, 5), upTo(40)};
             const double slope = upTo(0.2);
-            images.push_back(imageOf(whole(1, 300), whole(1, 200), grid, [&](int row, int column) {
-                const int kind = whole(0, 40);
-                const float odd[] = {kInvalid, NAN, INFINITY, -1e8f, 9e7f};
-                if (kind < 5) return odd[kind];
-                return static_cast<float>(upTo(wild ? 150 : 0.5) + slope * (row + 0.5 * column));
-            }));
-            const double tilt = wild ? 1.5 : 0.5;
-            poses.push_back(turned(upTo(tilt), upTo(tilt), upTo(3.2), {upTo(20), upTo(30), upTo(3)}));
-        }
-        NoxRangeImageArray array = arrayOf(images);
-        NoxMatrixArray poseArray = posesOf(poses);
-        const Request request{
-            0.3f + 0.1f * static_cast<float>(whole(0, 9)), 0.7f, 1, whole(0, 5), whole(2, 700), whole(2, 600)};
-        NoxRangeImage result;
-        ASSERT_EQ(correct(array, poseArray, 0, request, &result), 0);
-        expectSame(result, mergedPlainly(array, poseArray, request.resolutionX, request.resolutionY, request.width,
-                                         request.height));
-    }
-}
-
-template <class T>
-void perspectiveImage(NoxRangeImage& image, std::mt19937& random)
-{
-    auto* pixels = reinterpret_cast<T*>(image.Data());
-    for (int i = 0; i < image.Width() * image.Height(); ++i)
-        pixels[i] = random() % 9 == 0 ? nox::Element<T>::invalid : static_cast<T>(random() % 100);
-}
-
-TEST(Posture, PerspectiveImagesOfEveryTypeMergeByTheirLinesOfSight)
-{
-    std::mt19937 random(3);
-    for (int type = 0; type <= 6; ++type) {
-        SCOPED_TRACE(type);
-        const bool scaled = type < 5;
-        const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
-                                        static_cast<std::size_t>(1 + type % 3));
-        NoxRangeImageArray images;
-        for (int i = 0; i < 3; ++i) {
-            NoxRangeImage image;
-            image.SetSize(37 + 5 * i + type, 20 - 3 * i, type);
-            image.SetType(1);
-            image.SetInfo(0.25, 2, 1, 0, 1, 0);
-            NoxVarArray parameters;
-            parameters.SetSize(4);
-            for (int k = 0; k < 4; ++k) parameters[k] = i == 0 && type % 2 ? -3.0 + k : 0.03 * (k + 1) + 0.01 * i;
-            image.SetInfo(parameters);
-            nox::dispatch(type, nox::Elements{},
-                          [&](auto tag) { perspectiveImage<typename decltype(tag)::type>(image, random); });
-            images.Append(image);
-        }
-        NoxMatrixArray poses =
-            posesOf({turned(0.3, -0.2, 0.5, {1, 2, 3}), turned(-0.1, 0.4, 2, {4, 2, -3}), kIdentity});
-        const Canvas canvas(images, poses, [&](const NoxRangeImage& image, int row, int column) {
-            const auto p = [&](int k) { return static_cast<float>(image.GetParaValue(k).D()); };
-            Place place;
-            nox::dispatch(type, nox::Elements{}, [&](auto tag) {
+            NoxRangeImage image, plain;
+            image.SetSize(whole(1, 300), whole(1, 200), dataType);
+            image.SetInfo(0.25, 2, 0.4 + 0.1 * whole(0, 5), upTo(30), 0.3 + 0.1 * whole(0, 5), upTo(40));
+            if (type == 1) setPerspective(image, upTo(9), upTo(9), 0.02 * whole(1, 4), 0.03 * whole(1, 5));
+            nox::dispatch(dataType, nox::Elements{}, [&](auto tag) {
                 using T = typename decltype(tag)::type;
-                const T value = reinterpret_cast<const T*>(image.Data())[row * image.Width() + column];
-                if (value == nox::Element<T>::invalid) return;
-                const float z = scaled ? (static_cast<float>(value) - 2.0f) * 0.25f : static_cast<float>(value);
-                place = {(static_cast<float>(column) - p(0)) * p(2) * z, (static_cast<float>(row) - p(1)) * p(3) * z,
-                         z};
+                for (int k = 0; k < image.Width() * image.Height(); ++k) {
+                    const double odd[] = {NAN, INFINITY, -1e8, 9e7, 0};
+                    const int kind = whole(-1, 40);
+                    T& pixel = reinterpret_cast<T*>(image.Data())[k];
+                    if (std::is_integral_v<T> || kind < 0)
+                        pixel = kind < 5 ? nox::Element<T>::invalid : static_cast<T>(whole(0, 99));
+                    else
+                        pixel = static_cast<T>(kind < 5 ? odd[kind] : upTo(wild ? 150 : 0.5) + slope * (k % 97));
+                }
             });
-            return place;
-        });
-        const NoxRangeImage& first = images[0];
-        const auto parameter = [&](int k) { return first.GetParaValue(k).D(); };
-        const Place own = canvas.corner(canvas.own, canvas.own, first.Width(), first.Height());
-        const Place moved = canvas.corner(canvas.moved, canvas.moved, first.Width(), first.Height());
-        const auto shiftX = own.x >= 0 ? static_cast<float>((moved.x - own.x) - parameter(0) * parameter(2)) : moved.x;
-        const auto shiftY = own.y >= 0 ? static_cast<float>((moved.y - own.y) - parameter(1) * parameter(3)) : moved.y;
-        NoxRangeImage result;
-        ASSERT_EQ(correct(images, poses, 0, {0.4f, 0.9f, 1, 3, 60, 45}, &result), 0);
-        expectSame(result, canvas.merged(shiftX, shiftY, 0.4f, 0.9f, 60, 45));
-        EXPECT_EQ(images.Length(), 3);
+            scene.add(image, turned(upTo(tilt), upTo(tilt), upTo(3.2), {upTo(20), upTo(30), upTo(3)}));
+            plain = image;
+            if (type == 0 && dataType != NoxDataType32F)
+                NOXEL::Nox3DDataConvert().RangeImageDataTypeConvert(image, &plain, NoxDataType32F);
+            asFloats.images.Append(plain);
+        }
+        asFloats.poses = scene.poses;
+        const float resolutionX = 0.3f + 0.1f * static_cast<float>(whole(0, 9));
+        const Request request{resolutionX, 0.7f, 1, whole(0, 5), whole(2, 700), whole(2, 600)};
+        expectSame(corrected(scene, request), mergedPlainly(asFloats, request));
     }
 }
 
 TEST(Posture, TheStagesOneAfterTheOtherGiveWhatTheOperationGives)
 {
-    const Grid grid{0.5, 3, 0.25, -2};
-    NoxRangeImageArray images =
-        arrayOf({imageOf(21, 9, grid, [](int r, int c) { return 0.1f * static_cast<float>(r * c); }),
-                 imageOf(13, 17, grid, [](int r, int c) { return r == c ? kInvalid : 2.f; })});
-    NoxMatrixArray poses = posesOf({turned(0.2, 0.1, 0.3, {1, 2, 3}), turned(-0.1, 0.2, 1, {2, 1, 0})});
+    Scene scene(imageOf(21, 9, kGrid, [](int r, int c) { return 0.1f * static_cast<float>(r * c); }), kFirstPose);
+    scene.add(imageOf(13, 17, kGrid, [](int r, int c) { return r == c ? kInvalid : 2.f; }), kSecondPose);
     cv::Mat x(17, 40, CV_32F, cv::Scalar(kNone)), y = x.clone(), z(17, 40, CV_32F, cv::Scalar(kInvalid));
-    cv::Mat x0, y0, pose, sum, count;
-    poses[0].Matrix().convertTo(pose, CV_32F);
-    ASSERT_EQ(NOXEL::RangeToPlc_SIMD0(images[0], pose, x0, y0, x, y, z, 3, -2, 0.5f, 0.25f, 21, 9), 0);
+    cv::Mat x0, y0, pose, sum, count, none;
+    const auto image = [&](int i) -> NoxRangeImage& {
+        scene.poses[i].Matrix().convertTo(pose, CV_32F);
+        return scene.images[i];
+    };
+    ASSERT_EQ(NOXEL::RangeToPlc_SIMD0(image(0), pose, x0, y0, x, y, z, 3, -2, 0.5f, 0.25f, 21, 9), 0);
     float a, b, c, d;
     NOXEL::BOX_MinXY_SIMD0(x0, y0, z, &a, &b, 21, 9);
     NOXEL::BOX_MinXY_SIMD0(x, y, z, &c, &d, 21, 9);
     const auto shiftX = static_cast<float>((c - a) + 2 * 0.25), shiftY = static_cast<float>((d - b) - 3 * 0.5);
-    poses[1].Matrix().convertTo(pose, CV_32F);
-    EXPECT_EQ(NOXEL::RangeToPlc_SIMD(images[1], pose, x, y, z, 3, -2, 0.5f, 0.25f, 28, 13, 17), 11200003);
-    ASSERT_EQ(NOXEL::RangeToPlc_SIMD(images[1], pose, x, y, z, 3, -2, 0.5f, 0.25f, 21, 13, 17), 0);
+    EXPECT_EQ(NOXEL::RangeToPlc_SIMD(image(1), pose, x, y, z, 3, -2, 0.5f, 0.25f, 28, 13, 17), 11200003);
+    ASSERT_EQ(NOXEL::RangeToPlc_SIMD(image(1), pose, x, y, z, 3, -2, 0.5f, 0.25f, 21, 13, 17), 0);
     ASSERT_EQ(NOXEL::PclValToPixelAll(x, y, z, shiftX, shiftY, 0.3f, 0.6f, 40, 17), 0);
-    ASSERT_EQ(NOXEL::AllAddSum_TBB(x, y, z, sum, count, 40, 17, 25, 31), 0);
-    const Grid resultGrid{0.3f, -shiftY / 0.3f, 0.6f, -shiftX / 0.6f};
-    const NoxRangeImage expected = imageOf(31, 25, resultGrid, [&](int r, int col) {
-        return count.at<float>(r, col) > 0 ? sum.at<float>(r, col) / count.at<float>(r, col) : kInvalid;
-    });
-    NoxRangeImage result;
-    ASSERT_EQ(correct(images, poses, 0, {0.3f, 0.6f, 1, 0, 31, 25}, &result), 0);
-    expectSame(result, expected);
-
-    NOXEL::PclAddToRangeTBB body(x, y, z, 40, 17, 25, 31);
-    std::vector<float> sums(25 * 31), counts(25 * 31);
-    EXPECT_EQ(body.get(sums.data(), counts.data()), 0);
-    EXPECT_EQ(std::memcmp(sums.data(), sum.data, sums.size() * 4), 0);
-    EXPECT_EQ(std::memcmp(counts.data(), count.data, counts.size() * 4), 0);
-    NOXEL::PclAddToRangeTBB upper(x, y, z, 40, 17, 25, 31), lower(upper, tbb::split());
-    upper(tbb::blocked_range<std::size_t>(0, 5));
-    lower(tbb::blocked_range<std::size_t>(5, 17));
-    upper.join(lower);
-    EXPECT_EQ(std::memcmp(upper.countData, count.data, counts.size() * 4), 0);
-    std::fill(sums.begin(), sums.end(), 0.0f);
-    std::fill(counts.begin(), counts.end(), 0.0f);
-    NOXEL::PclAddToRangeTBB1(x, y, z, 40, 25, 31, sums.data(), counts.data()).get(sums.data(), counts.data());
-    EXPECT_EQ(std::memcmp(sums.data(), sum.data, sums.size() * 4), 0);
-    EXPECT_EQ(std::memcmp(counts.data(), count.data, counts.size() * 4), 0);
-    cv::Mat none;
     EXPECT_EQ(NOXEL::PclValToPixelAll(x, y, none, 0, 0, 1, 1, 1, 1), 11100001);
+    ASSERT_EQ(NOXEL::AllAddSum_TBB(x, y, z, sum, count, 40, 17, 25, 31), 0);
+    cv::Mat heights = sum / count;
+    heights.setTo(kInvalid, count == 0);
+    expectSame(corrected(scene, {0.3f, 0.6f, 1, 0, 31, 25}),
+               imageOf(31, 25, {0.3f, -shiftY / 0.3f, 0.6f, -shiftX / 0.6f},
+                       [&](int row, int column) { return heights.at<float>(row, column); }));
 }
 
 TEST(Posture, APointCountsInFourCells)
 {
-    const float xs[] = {2.7f, -0.5f, -1.0f, 4.0f, 1.0f, 1.0f, NAN, 1.0f}, ys[] = {3.2f, 0, 5, 1, 1, 1, 1, 3e9f};
-    const float zs[] = {10, 20, 40, 80, NAN, 1e8f, 7, 7};
-    const auto plane = [](const float* values) { return cv::Mat(1, 8, CV_32F, const_cast<float*>(values)).clone(); };
-    cv::Mat x = plane(xs), y = plane(ys), z = plane(zs), sum, count;
-    ASSERT_EQ(NOXEL::AllAddSum_TBB(x, y, z, sum, count, 8, 1, 5, 7), 0);
+    float xs[] = {2.7f, -0.5f, -1.0f, 4.0f, 1.0f, 1.0f, NAN, 1.0f}, ys[] = {3.2f, 0, 5, 1, 1, 1, 1, 3e9f};
+    float zs[] = {10, 20, 40, 80, NAN, 1e8f, 7, 7};
     const float expected[5][7] = {{20, 20, 0, 0, 0, 40, 40},
                                   {20, 20, 0, 0, 0, 0, 0},
                                   {0, 0, 0, 10, 10, 0, 0},
                                   {0, 0, 0, 10, 10, 0, 0},
                                   {0, 80, 80, 0, 0, 0, 0}};
-    EXPECT_EQ(std::memcmp(sum.data, expected, sizeof expected), 0);
-    EXPECT_EQ(cv::countNonZero(count), cv::countNonZero(sum));
+    const auto expectSums = [&](const char* way, const cv::Mat& sums, const cv::Mat& counts) {
+        EXPECT_EQ(std::memcmp(sums.data, expected, sizeof expected), 0) << way;
+        EXPECT_EQ(cv::countNonZero((sums != 0) != (counts == 1)), 0) << way;
+    };
+    cv::Mat x(4, 2, CV_32F, xs), y(4, 2, CV_32F, ys), z(4, 2, CV_32F, zs), sum, count;
+    ASSERT_EQ(NOXEL::AllAddSum_TBB(x, y, z, sum, count, 2, 4, 5, 7), 0);
+    expectSums("the stage", sum, count);
+    cv::Mat sums(5, 7, CV_32F), counts(5, 7, CV_32F), sums1(5, 7, CV_32F, 0.0), counts1(5, 7, CV_32F, 0.0);
+    EXPECT_EQ(NOXEL::PclAddToRangeTBB(x, y, z, 2, 4, 5, 7).get(sums.ptr<float>(), counts.ptr<float>()), 0);
+    expectSums("a body", sums, counts);
+    auto *s = sums1.ptr<float>(), *c = counts1.ptr<float>();
+    NOXEL::PclAddToRangeTBB1(x, y, z, 2, 5, 7, s, c).get(s, c);
+    expectSums("grids of the caller", sums1, counts1);
+    NOXEL::PclAddToRangeTBB upper(x, y, z, 2, 4, 5, 7), lower(upper, tbb::split());
+    upper(Range(0, 1));
+    lower(Range(1, 4));
+    upper.join(lower);
+    expectSums("two bodies", upper.sum, upper.count);
 }
 
 TEST(Posture, APlaneLevelsFlatForNormalsAllRound)
 {
-    for (int k = 0; k < 16; ++k) {
+    for (int k = 0; k < 32; ++k) {
         SCOPED_TRACE(k);
-        const double around = k * CV_PI / 8, slope = std::tan(0.15 + 0.06 * k);
-        const double sx = slope * std::cos(around), sy = slope * std::sin(around);
-        const Grid grid{0.5, 7, 0.4, -5};
-        NoxRangeImage image = imageOf(90, 70, grid, [&](int r, int c) {
-            return static_cast<float>(30 + sx * (r + 5) * 0.4 + sy * (c - 7) * 0.5);
-        });
-        const float turn = k % 2 ? -2.0f : 3.0f;
-        Nox3DPlane plane(NoxVector3d(1, 2, static_cast<float>(30 + sx + 2 * sy)),
-                         NoxVector3d(static_cast<float>(-sx) * turn, static_cast<float>(-sy) * turn, turn));
-        Nox3DPlane reversed(plane.Point(), NoxVector3d(-plane.Normal().X(), -plane.Normal().Y(), -turn));
-        const auto level = [&](Nox3DPlane& to, NoxRangeImage* result) {
-            return NOXEL::Nox3DDataConvert().RangeImagePostureCorrect(image, result, to, 0.7f, 0.6f, 1, 0, 200, 190);
-        };
-        NoxRangeImage result, fromReversed;
-        ASSERT_EQ(level(plane, &result), 0);
-        ASSERT_EQ(level(reversed, &fromReversed), 0);
-        expectSame(fromReversed, result);
-        EXPECT_GT(plane.Normal().Z(), 0);
-        EXPECT_EQ(plane.Normal(), reversed.Normal());
-        EXPECT_EQ(result.OffsetX(), 0);
-        EXPECT_EQ(result.OffsetY(), 0);
+        const double around = k * CV_PI / 8, slope = std::tan(0.15 + 0.06 * (k % 16));
+        const double sx = slope * std::cos(around), sy = slope * std::sin(around), turn = k < 16 ? 3 : -2;
+        NoxRangeImage result, image = imageOf(90, 70, {0.5, 7, 0.4, -5}, [&](int r, int c) {
+                                  return static_cast<float>(30 + sx * (r + 5) * 0.4 + sy * (c - 7) * 0.5);
+                              });
+        Nox3DPlane plane(
+            NoxVector3d(1, 2, static_cast<float>(30 + sx + 2 * sy)),
+            NoxVector3d(static_cast<float>(-sx * turn), static_cast<float>(-sy * turn), static_cast<float>(turn)));
+        ASSERT_EQ(level(image, plane, {0.7f, 0.6f, 1, 0, 200, 190}, &result), 0);
+        EXPECT_GT(plane.Normal().Z(), 0) << "it is turned up";
+        EXPECT_EQ(std::abs(result.OffsetX()) + std::abs(result.OffsetY()), 0);
         int valid = 0;
         for (int i = 0; i < 200 * 190; ++i) {
             if (floats(result)[i] == kInvalid) continue;
@@ -403,41 +335,30 @@ TEST(Posture, APlaneLevelsFlatForNormalsAllRound)
 
 TEST(Posture, TwoHalvesMergeIntoTheSurface)
 {
-    const auto height = [](int r, int c) {
+    const auto left = [](int r, int c) {
         return std::sin(0.1f * static_cast<float>(r)) + 0.2f * static_cast<float>(c);
     };
-    const Grid grid{0.5, 2, 0.25, 4};
-    NoxRangeImageArray whole = arrayOf({imageOf(83, 40, grid, height)});
-    NoxRangeImageArray halves = arrayOf(
-        {imageOf(31, 40, grid, height), imageOf(52, 40, grid, [&](int r, int c) { return height(r, c + 31); })});
-    cv::Matx44d beside = kIdentity;
-    beside(1, 3) = 31 * 0.5;
-    NoxMatrixArray one = posesOf({kIdentity}), two = posesOf({kIdentity, beside});
-    NoxRangeImage expected, result;
-    ASSERT_EQ(correct(whole, one, 0, {0.75f, 0.5f, 1, 0, 70, 33}, &expected), 0);
-    ASSERT_EQ(correct(halves, two, 0, {0.75f, 0.5f, 1, 0, 70, 33}, &result), 0);
-    expectSame(result, expected);
+    const auto right = [&](int r, int c) { return left(r, c + 31); };
+    Scene halves(imageOf(31, 40, kGrid, left), kIdentity);
+    halves.add(imageOf(52, 40, kGrid, right), turned(0, 0, 0, {0, 31 * 0.5, 0}));
+    const Request request{0.75f, 0.5f, 1, 0, 70, 33};
+    expectSame(corrected(halves, request), corrected(Scene(imageOf(83, 40, kGrid, left), kIdentity), request));
 }
 
 TEST(Posture, APoseMovesABumpWhereItBelongs)
 {
-    const Grid grid{0.5, 10, 0.4, -3};
     const auto bump = [](int r, int c) { return r == 33 && c == 71 ? 9.0f : 0.0f; };
-    const cv::Matx44d poses[] = {turned(0, 0, CV_PI / 2, {5, -8, 1}), turned(0, 0, -2.2, {3, 4, 0}), kIdentity};
-    for (const cv::Matx44d& pose : poses) {
+    for (const cv::Matx44d& pose : {turned(0, 0, CV_PI / 2, {5, -8, 1}), turned(0, 0, -2.2, {3, 4, 0}), kIdentity}) {
+        const cv::Matx44d references[] = {kIdentity, pose, turned(0, 0, 0.7, {1, 2, 0})};
         for (int reference = 0; reference <= 2; ++reference) {
-            NoxRangeImageArray images = arrayOf({imageOf(120, 80, grid, bump), imageOf(4, 3, grid, bump)});
-            NoxMatrixArray poseArray = posesOf({pose, turned(0, 0, 0.7, {1, 2, 0})});
-            NoxRangeImage result;
-            ASSERT_EQ(correct(images, poseArray, reference, {0.3f, 0.2f, 1, 0, 400, 500}, &result), 0);
-            const cv::Matx44d inverse = reference == 0   ? kIdentity
-                                        : reference == 1 ? pose.inv()
-                                                         : turned(0, 0, 0.7, {1, 2, 0}).inv();
-            const cv::Vec4d expected = inverse * pose * cv::Vec4d((33 + 3) * 0.4, (71 - 10) * 0.5, 9, 1);
-            const int highest =
-                static_cast<int>(std::max_element(floats(result), floats(result) + 400 * 500) - floats(result));
-            EXPECT_NEAR((highest / 400 - result.OffsetY()) * 0.2, expected[0], 0.2) << reference;  // a cell
-            EXPECT_NEAR((highest % 400 - result.OffsetX()) * 0.3, expected[1], 0.3) << reference;
+            Scene scene(imageOf(120, 80, {0.5, 10, 0.4, -3}, bump), pose);
+            scene.add(imageOf(4, 3, {0.5, 10, 0.4, -3}, bump), references[2]);
+            const NoxRangeImage result = corrected(scene, {0.3f, 0.2f, 1, 0, 400, 500}, reference);
+            const cv::Vec4d expected =
+                references[reference].inv() * pose * cv::Vec4d((33 + 3) * 0.4, (71 - 10) * 0.5, 9, 1);
+            const auto highest = std::max_element(floats(result), floats(result) + 400 * 500) - floats(result);
+            EXPECT_NEAR((static_cast<double>(highest / 400) - result.OffsetY()) * 0.2, expected[0], 0.2) << reference;
+            EXPECT_NEAR((static_cast<double>(highest % 400) - result.OffsetX()) * 0.3, expected[1], 0.3) << reference;
         }
     }
 }
@@ -448,115 +369,46 @@ TEST(Posture, HolesStayHolesWhateverThePoseMakesOfTheirMarker)
     shrinking(2, 2) = 1e-35;
     for (int width = 2; width <= 25; ++width) {
         const auto isHole = [&](int r, int c) { return r > 0 && c >= width - 1 - r; };
-        NoxRangeImageArray images = arrayOf({imageOf(width, 9, Grid(), [&](int r, int c) {
-            return isHole(r, c) ? kInvalid : 1e35f * static_cast<float>(r + c);
-        })});
-        NoxMatrixArray poses = posesOf({shrinking});
-        NoxRangeImage result;
-        ASSERT_EQ(correct(images, poses, 0, {1, 1, 1, 0, 27, 11}, &result), 0);
-        for (int i = 0; i < 27 * 11; ++i) {
-            bool isReached = false;
-            for (int k = 0; k < 4; ++k) {
-                const int r = i / 27 - k / 2, c = i % 27 - k % 2;
-                isReached |= r >= 0 && r < 9 && c >= 0 && c < width && !isHole(r, c);
-            }
-            ASSERT_EQ(floats(result)[i] != kInvalid, isReached) << width << " cell " << i;
-        }
+        const auto height = [&](int r, int c) { return isHole(r, c) ? kInvalid : 1e35f * static_cast<float>(r + c); };
+        const Scene scene(imageOf(width, 9, kGrid, height), shrinking);
+        const Request request{0.5f, 0.25f, 1, 0, 27, 11};
+        expectSame(corrected(scene, request), mergedPlainly(scene, request));
     }
-}
-
-TEST(Posture, NothingButHolesGivesNothingButHoles)
-{
-    const Grid grid{0.5, 3, 0.25, -2};
-    NoxRangeImageArray images = arrayOf({imageOf(9, 5, grid, [](int, int) { return kInvalid; })});
-    NoxMatrixArray poses = posesOf({turned(0.2, 0.1, 0.3, {1, 2, 3})});
-    NoxRangeImage result;
-    ASSERT_EQ(correct(images, poses, 0, {0.5f, 0.5f, 1, 0, 7, 6}, &result), 0);
-    expectSame(result, imageOf(7, 6, {0.5, 3, 0.5, -1}, [](int, int) { return kInvalid; }));
+    const auto hole = [](int, int) { return kInvalid; };
+    expectSame(corrected(Scene(imageOf(9, 5, kGrid, hole), kFirstPose), {0.5f, 0.5f, 1, 0, 7, 6}),
+               imageOf(7, 6, {0.5, 3, 0.5, -1}, hole));
 }
 
 TEST(Posture, ReductionLeavesTheCallersPixels)
 {
-    const Grid grid{0.5, 3, 0.25, -2};
     const auto height = [](int r, int c) { return c == 5 ? kInvalid : 0.1f * static_cast<float>(r * r - c); };
-    const NoxRangeImage original = imageOf(50, 41, grid, height), other = imageOf(33, 65, grid, height);
-    NoxMatrixArray poses = posesOf({turned(0.2, 0.1, 0.3, {1, 2, 3}), turned(-0.1, 0.2, 1, {2, 1, 0})});
-    NoxRangeImageArray reduced;
-    for (const NoxRangeImage* image : {&original, &other}) {
-        NoxRangeImage small;
-        ASSERT_EQ(NOXEL::Nox3DSampling().Resample(*image, &small, 1, image->Width() / 3, image->Height() / 3), 0);
-        reduced.Append(small);
-    }
-    for (const int method : {0, 3}) {
-        SCOPED_TRACE(method);
-        NoxRangeImageArray images = arrayOf({original, other});
-        NoxRangeImage result, expected;
-        ASSERT_EQ(correct(images, poses, 0, {0.4f, 0.6f, 3, method, 64, 50}, &result), 0);
-        if (method == 0) {
-            expected = mergedPlainly(reduced, poses, 0.4f, 0.6f, 64, 50);
-        } else {
-            NoxRangeImage coarse = mergedPlainly(reduced, poses, 0.4f * 3, 3 * 0.6f, 64 / 3, 50 / 3, 3.0f);
-            ASSERT_EQ(NOXEL::Nox3DSampling().Resample(coarse, &expected, method - 1, 64, 50), 0);
+    for (const int type : {0, 1}) {
+        Scene scene(imageOf(50, 41, kGrid, height), kFirstPose), reduced;
+        scene.add(imageOf(33, 65, kGrid, height), kSecondPose);
+        for (int i = 0; i < 2; ++i) {
+            NoxRangeImage& image = scene.images[i];
+            if (type == 1) setPerspective(image, 0.004, 0.008, 0.012, 0.016);
+            NoxRangeImage small;
+            ASSERT_EQ(NOXEL::Nox3DSampling().Resample(image, &small, 1, image.Width() / 3, image.Height() / 3), 0);
+            reduced.add(small, i == 0 ? kFirstPose : kSecondPose);
         }
-        expectSame(result, expected);
-        expectSame(images[0], imageOf(50, 41, grid, height));
+        const NoxRangeImage original = scene.images[0].DeepCopy();
+        for (const int method : {0, 2, 3}) {
+            SCOPED_TRACE(std::to_string(type) + " method " + std::to_string(method));
+            NoxRangeImage result;
+            const auto correctAt = [&](int factor, int outputHeight) {
+                return correct(scene, {0.4f, 0.6f, factor, method, 64, outputHeight}, &result);
+            };
+            ASSERT_EQ(correctAt(3, 50), 0);
+            expectSame(result, mergedPlainly(reduced, {0.4f, 0.6f, 3, method, 64, 50}));
+            expectSame(scene.images[0], original);
+            ASSERT_EQ(correctAt(20, 5), 0) << "larger than the output";
+            EXPECT_EQ(result.Width(), 64);
+            EXPECT_EQ(result.Height(), 5);
+            EXPECT_EQ(correctAt(42, 50), method || type ? 30602021 : 11100001);
+            EXPECT_EQ(correctAt(35, 50), type ? 30602021 : 11100001) << "a later one";
+        }
     }
-    for (const int method : {0, 2}) {
-        NoxRangeImageArray images = arrayOf({original, other});
-        NoxRangeImage result;
-        ASSERT_EQ(correct(images, poses, 0, {0.4f, 0.6f, 20, method, 64, 5}, &result), 0) << "larger than the output";
-        EXPECT_EQ(result.Width(), 64);
-        EXPECT_EQ(result.Height(), 5);
-        EXPECT_EQ(correct(images, poses, 0, {0.4f, 0.6f, 42, method, 64, 50}, &result), method ? 30602021 : 11100001);
-        EXPECT_EQ(correct(images, poses, 0, {0.4f, 0.6f, 35, method, 64, 50}, &result), 11100001) << "a later one";
-        for (int i = 0; i < 2; ++i) images[i].SetType(1);
-        EXPECT_EQ(correct(images, poses, 0, {0.4f, 0.6f, 35, method, 64, 50}, &result), 30602021);
-    }
-}
-
-TEST(Posture, PerspectiveImagesAreReducedFirst)
-{
-    NoxRangeImageArray images, reduced;
-    NoxVarArray parameters;
-    parameters.SetSize(4);
-    for (int k = 0; k < 4; ++k) parameters[k] = 0.004 * (k + 1);
-    for (const int width : {41, 30}) {
-        NoxRangeImage image =
-            imageOf(width, 27, Grid(), [&](int r, int c) { return static_cast<float>(r + 2 * c + width); });
-        NoxRangeImage small;
-        image.SetType(1);
-        image.SetInfo(parameters);
-        images.Append(image);
-        ASSERT_EQ(NOXEL::Nox3DSampling().Resample(image, &small, 1, width / 2, 27 / 2), 0);
-        reduced.Append(small);
-    }
-    NoxMatrixArray poses = posesOf({turned(0.2, 0.1, 0.3, {1, 2, 3}), kIdentity});
-    NoxRangeImage result, expected, coarse;
-    ASSERT_EQ(correct(images, poses, 0, {0.5f, 0.75f, 2, 0, 60, 51}, &result), 0);
-    ASSERT_EQ(correct(reduced, poses, 0, {0.5f, 0.75f, 1, 0, 60, 51}, &expected), 0);
-    expectSame(result, expected);
-    ASSERT_EQ(correct(images, poses, 0, {0.5f, 0.75f, 2, 4, 60, 51}, &result), 0);
-    ASSERT_EQ(correct(reduced, poses, 0, {1.0f, 1.5f, 1, 0, 30, 25}, &coarse), 0);
-    ASSERT_EQ(NOXEL::Nox3DSampling().Resample(coarse, &expected, 3, 60, 51), 0);
-    expectSame(result, expected);
-    EXPECT_EQ(images[0].Width(), 41);
-}
-
-TEST(Posture, IntegerHeightsAreConvertedFirst)
-{
-    NoxRangeImage image;
-    image.SetSize(19, 12, NoxDataType16U);
-    image.SetInfo(0.01, 100, 0.5, 1, 0.25, 2);
-    for (int i = 0; i < 19 * 12; ++i)
-        reinterpret_cast<unsigned short*>(image.Data())[i] = static_cast<unsigned short>(i);
-    NoxRangeImage converted;
-    ASSERT_EQ(NOXEL::Nox3DDataConvert().RangeImageDataTypeConvert(image, &converted, NoxDataType32F), 0);
-    NoxRangeImageArray integers = arrayOf({image}), asFloats = arrayOf({converted});
-    NoxMatrixArray poses = posesOf({turned(0.2, 0.1, 0.3, {1, 2, 3})});
-    NoxRangeImage result, expected;
-    ASSERT_EQ(correct(integers, poses, 0, {0.5f, 0.5f, 1, 0, 30, 20}, &result), 0);
-    ASSERT_EQ(correct(asFloats, poses, 0, {0.5f, 0.5f, 1, 0, 30, 20}, &expected), 0);
-    expectSame(result, expected);
 }
 
 /// Everything wrong at first; then one argument after the other is put right in the order of the tests.
@@ -569,16 +421,20 @@ struct Repair
 
 TEST(Posture, ArraysAreRefusedInOrder)
 {
-    NoxRangeImageArray images;
-    NoxMatrixArray poses;
+    Scene scene;
     NoxRangeImage result;
     Request r{NAN, 1000.5f, 0, 6, 1, 40001};
     int reference = -1;
-    const NoxRangeImage image = imageOf(5, 4, Grid(), [](int, int) { return 1.0f; });
+    const NoxRangeImage image = flatImage();
     NoxRangeImage second = image, strange = image;
     second.SetType(1);
     strange.SetType(2);
     const cv::Matx44d zero = cv::Matx44d::zeros();
+    const auto show = [&](const NoxRangeImage& a, const NoxRangeImage& b) {
+        scene.images.Clear();
+        scene.images.Append(a);
+        scene.images.Append(b);
+    };
     const Repair repairs[] = {
         {"reference below 0", 11200002, [&] { reference = 1; }},
         {"reference above n", 11200002, [&] { reference = 0; }},
@@ -591,45 +447,33 @@ TEST(Posture, ArraysAreRefusedInOrder)
         {"method 6", 11200006, [&] { r.method = 0; }},
         {"width 1", 11200007, [&] { r.width = 9; }},
         {"height 40001", 11200008, [&] { r.height = 8; }},
-        {"no image", 11100001,
-         [&] {
-             images = arrayOf({NoxRangeImage(), strange});
-         }},
-        {"first image empty", 11100001,
-         [&] {
-             images = arrayOf({image, strange});
-         }},
-        {"type 2", 11100029,
-         [&] {
-             images = arrayOf({image, second});
-         }},
-        {"types differ", 11100030,
-         [&] {
-             images = arrayOf({image, image});
-         }},
-        {"no pose", 11404001, [&] { poses.Append(NoxMatrix(cv::Mat::eye(3, 4, CV_64F))); }},
-        {"one pose for two images", 30602015, [&] { poses.Append(poseOf(zero)); }},
-        {"3 x 4", 11404001, [&] { poses.Replace(0, NoxMatrix(cv::Mat::eye(4, 4, CV_32F))); }},
-        {"4 x 4 of float", 11404001, [&] { poses.Replace(0, poseOf(zero)); }},
-        {"all zero", 30602020, [&] { poses.Replace(1, poseOf(kIdentity)); }},
+        {"no image", 11100001, [&] { show(NoxRangeImage(), strange); }},
+        {"first image empty", 11100001, [&] { show(image, strange); }},
+        {"type 2", 11100029, [&] { show(image, second); }},
+        {"types differ", 11100030, [&] { show(image, image); }},
+        {"no pose", 11404001, [&] { scene.poses.Append(NoxMatrix(cv::Mat::eye(3, 4, CV_64F))); }},
+        {"one pose for two images", 30602015, [&] { scene.poses.Append(poseOf(zero)); }},
+        {"3 x 4", 11404001, [&] { scene.poses.Replace(0, NoxMatrix(cv::Mat::eye(4, 4, CV_32F))); }},
+        {"4 x 4 of float", 11404001, [&] { scene.poses.Replace(0, poseOf(zero)); }},
+        {"all zero", 30602020, [&] { scene.poses.Replace(1, poseOf(kIdentity)); }},
     };
     for (const Repair& next : repairs) {
         result = image;
-        EXPECT_EQ(correct(images, poses, reference, r, &result), next.code) << next.rule;
+        EXPECT_EQ(correct(scene, r, &result, reference), next.code) << next.rule;
         EXPECT_EQ(result.Width(), 0) << next.rule;
         next.repair();
     }
-    EXPECT_EQ(correct(images, poses, reference, r, &result), 0);
-    images.Append(NoxRangeImage());
-    poses.Append(poseOf(kIdentity));
-    EXPECT_EQ(correct(images, poses, 3, r, &result), 11100001) << "a later image without pixels";
-    EXPECT_EQ(correct(images, poses, 1, r, &images[0]), 11100001) << "the result is an image: it is cleared first";
+    EXPECT_EQ(correct(scene, r, &result), 0);
+    scene.add(NoxRangeImage(), kIdentity);
+    EXPECT_EQ(correct(scene, r, &result, 3), 11100001) << "a later image without pixels";
+    EXPECT_EQ(correct(scene, r, &scene.images[0], 1), 11100001) << "the result is an image: it is cleared first";
 }
 
 TEST(Posture, PlanesAreRefusedInOrder)
 {
-    NoxRangeImage image, result;
+    NoxRangeImage image, result, strange = flatImage();
     result.SetType(1);
+    strange.SetType(2);
     Nox3DPlane plane;
     Request r{0, -1, 101, -1, 40001, 1};
     const Repair repairs[] = {
@@ -639,125 +483,98 @@ TEST(Posture, PlanesAreRefusedInOrder)
         {"method -1", 11200005, [&] { r.method = 5; }},
         {"width 40001", 11200006, [&] { r.width = 40; }},
         {"height 1", 11200007, [&] { r.height = 50000; }},
-        {"no pixels", 11100001,
-         [&] {
-             image = imageOf(5, 4, Grid(), [](int, int) { return 1.0f; });
-             image.SetType(2);
-         }},
+        {"no pixels", 11100001, [&] { image = strange; }},
         {"factor above the height", 30602021, [&] { r.factor = 4; }},
         {"type 2", 11100029, [&] { image.SetType(0); }},
         {"no plane", 30602019, [&] { plane = Nox3DPlane(NoxVector3d(), NoxVector3d(0, 0, 1)); }},
-        {"height 50000, by the array form", 11200008, [&] { r.height = 30; }},
-    };
-    const auto level = [&](NoxRangeImage* to) {
-        return NOXEL::Nox3DDataConvert().RangeImagePostureCorrect(image, to, plane, r.resolutionX, r.resolutionY,
-                                                                  r.factor, r.method, r.width, r.height);
+        {"height 50000, by the array form", 11200008, [&] { r = {2, 1, 1, 5, 40, 30}; }},
     };
     for (const Repair& next : repairs) {
-        EXPECT_EQ(level(&result), next.code) << next.rule;
+        EXPECT_EQ(level(image, plane, r, &result), next.code) << next.rule;
         EXPECT_EQ(result.Type(), next.code == 30602019 || next.code == 11200008 ? 0 : 1) << next.rule;
         next.repair();
     }
-    r.factor = 1;
     image.SetType(1);
-    ASSERT_EQ(level(&result), 0);
-    EXPECT_EQ(level(&image), 0) << "in place";
+    ASSERT_EQ(level(image, plane, r, &result), 0);
+    EXPECT_EQ(level(image, plane, r, &image), 0) << "in place";
     expectSame(image, result);
 }
 
 TEST(Posture, MemoryGuardsCountGridsAsIfTheCanvasStood)
 {
     const char* pieces = std::getenv("NOX_TEST_TBB");
-    const int cpus = cv::getNumberOfCPUs();
-    const int t = pieces && std::atoi(pieces) > 0 ? std::atoi(pieces) : std::max(1, cpus < 5 ? cpus / 2 : 4);
+    const int mergeGrids = 1 + (pieces && std::atoi(pieces) > 0 ? std::atoi(pieces) : 4);  // 4 at most by themselves
     const struct
     {
-        const char* largest;
-        int n, width, height, outputWidth, outputHeight;
-    } rows[] = {{"the canvas", 1, 2048, 1024, 64, 64},
-                {"output rows over canvas columns", 1, 2048, 8, 16, 2048},
-                {"a grid for each image", 6, 8, 16, 2048, 1024}};
+        int n, width, height, outputWidth, outputHeight, mebibytes;
+    } rows[] = {{1, 2048, 1024, 64, 64, 6 * 2},
+                {1, 2048, 8, 16, 2048, 3 * 4},  // rows of the output, columns of the canvas
+                {6, 8, 16, 2048, 1024, std::max(6 + 1, mergeGrids) * 2}};
     for (const auto& row : rows) {
-        const auto units = [](int grids, int h, int w) { return grids * (h / 1024.0) * (w / 1024.0); };
-        const int columns = std::max(row.outputWidth, row.n * row.width);
-        const double need =
-            std::max({units(row.n + 1, row.outputHeight, row.outputWidth), units(6, row.height, columns),
-                      units(3, row.outputHeight, columns), units(t + 1, row.outputHeight, row.outputWidth)});
         for (const int type : {0, 1}) {
-            SCOPED_TRACE(row.largest + std::to_string(type));
-            NoxRangeImage image = imageOf(row.width, row.height, Grid(), [](int, int) { return 1.0f; });
+            SCOPED_TRACE(std::to_string(row.width) + " wide, type " + std::to_string(type));
+            NoxRangeImage image = imageOf(row.width, row.height, kUnitGrid, [](int, int) { return 1.0f; }), result;
             image.SetType(type);
-            NoxRangeImageArray images;
-            NoxMatrixArray poses;
-            for (int i = 0; i < row.n; ++i) {
-                images.Append(image);
-                poses.Append(poseOf(kIdentity));
+            Scene scene;
+            for (int i = 0; i < row.n; ++i) scene.add(image, kIdentity);
+            for (const bool isShort : {false, true}) {
+                const replaced::MemoryScope memory((static_cast<unsigned long long>(row.mebibytes) << 20) - isShort);
+                EXPECT_EQ(correct(scene, {1, 1, 1, 0, row.outputWidth, row.outputHeight}, &result),
+                          isShort ? 30602016 : 0);
             }
-            const Request request{1, 1, 1, 0, row.outputWidth, row.outputHeight};
-            NoxRangeImage result;
-            {
-                const replaced::MemoryScope memory(static_cast<unsigned long long>(std::ceil(need)) << 20);
-                EXPECT_EQ(correct(images, poses, 0, request, &result), 0);
-            }
-            const replaced::MemoryScope memory((static_cast<unsigned long long>(std::ceil(need)) << 20) - 1);
-            EXPECT_EQ(correct(images, poses, 0, request, &result), 30602016);
-            const bool atOnce = need == units(row.n + 1, row.outputHeight, row.outputWidth);
-            EXPECT_EQ(images.Length(), type == 0 || atOnce ? row.n : 0);
+            EXPECT_EQ(scene.images.Length(), type == 0 || row.mebibytes == 14 ? row.n : 0);
         }
     }
 }
 
 TEST(Posture, RecordsBracketTheConversion)
 {
-    NoxRangeImage image = imageOf(5, 4, Grid(), [](int, int) { return 1.0f; }), result;
+    NoxRangeImage image = flatImage(), result;
     Nox3DPlane plane(NoxVector3d(), NoxVector3d(0, 0, 1));
-    const auto level = [&] {
-        return NOXEL::Nox3DDataConvert().RangeImagePostureCorrect(image, &result, plane, 1, 1, 1, 0, 9, 8);
-    };
+    const Request request{1, 1, 1, 0, 9, 8};
     for (const int type : {0, 1}) {
         image.SetType(type);
-        const std::string name = "RangeImgPostureCorrect: ",
-                          pipeline = "RangeImgPostureCorrect_CPU_TYPE" + std::to_string(type);
+        const std::string start = "RangeImgPostureCorrect: start-RangeImgPostureCorrect",
+                          end = "RangeImgPostureCorrect: end-RangeImgPostureCorrect",
+                          pipeline = "_CPU_TYPE" + std::to_string(type);
         const replaced::LogScope log;
-        ASSERT_EQ(level(), 0);
-        EXPECT_EQ(log.records(),
-                  (std::vector<std::string>{name + "start-RangeImgPostureCorrect", name + "start-" + pipeline,
-                                            name + "end-" + pipeline, name + "end-RangeImgPostureCorrect"}));
+        ASSERT_EQ(level(image, plane, request, &result), 0);
+        EXPECT_EQ(log.records(), (std::vector<std::string>{start, start + pipeline, end + pipeline, end}));
     }
     const replaced::LogScope throwing(true);
-    EXPECT_EQ(level(), 11000013);
+    EXPECT_EQ(level(image, plane, request, &result), 11000013);
 }
 
 TEST(Posture, ShearsRaiseEveryElement)
 {
     const NoxVector3d a(1, 2, 3), b(0.5f, -1, 2);
-    NoxRangeImage source = imageOf(4, 3, {0.5, 7, 0.25, -2}, [](int, int) { return 0.0f; });
-    const auto raised = [&](double x, double y) { return ((x - 1) * 0.5 + (y - 2) * -1.0) / 2 - 3 + 0.125; };
-    const auto onGrid = [&](int r, int c) { return static_cast<float>(raised(c * 0.5 + 7, r * 0.25 - 2)); };
+    const NoxRangeImage source = imageOf(4, 3, kGrid, [](int, int) { return 0.0f; });
+    const auto raised = [](double x, double y) {
+        return static_cast<float>(((x - 1) * 0.5 + (y - 2) * -1.0) / 2 - 3 + 0.125);
+    };
+    const auto onGrid = [&](int r, int c) { return raised(c * 0.5 + 3, r * 0.25 - 2); };
+    const auto isListed = [](int r, int c) { return (r == 1 && c == 2) || (r == 2 && c == 3); };
 
-    NoxRangeImage listed = source.DeepCopy(), all = source.DeepCopy(), plain = source.DeepCopy(), out;
+    NoxRangeImage listed = source.DeepCopy(), all = source.DeepCopy(), plain = source.DeepCopy(), out, bytes;
     const int indices[] = {6, -1, 12, 11};
     NOXEL::PlaneCorrectionTBB first;
     first.Set(&a, &b, indices, 4, 0.125, source, &listed);
-    first(tbb::blocked_range<std::size_t>(0, 4));
+    first(Range(0, 4));
     first.Get(&out);
-    expectSame(out, imageOf(4, 3, {0.5, 7, 0.25, -2},
-                            [&](int r, int c) { return r * 4 + c == 6 || r * 4 + c == 11 ? onGrid(r, c) : 0.0f; }));
+    expectSame(out, imageOf(4, 3, kGrid, [&](int r, int c) { return isListed(r, c) ? onGrid(r, c) : 0.0f; }));
     NOXEL::PlaneCorrectionTBB2 second;
     second.Set(&a, &b, 0.125, source, &all);
-    second(tbb::blocked_range<std::size_t>(0, 12));
-    expectSame(all, imageOf(4, 3, {0.5, 7, 0.25, -2}, onGrid));
+    second(Range(0, 12));
+    expectSame(all, imageOf(4, 3, kGrid, onGrid));
     NOXEL::PlaneCorrectionTBB3 third;
     third.Set(&a, &b, 0, 0, 0, 0, 0.125, source, &plain);
     third(tbb::blocked_range2d<std::size_t, std::size_t>(0, 3, 0, 4));
-    expectSame(plain,
-               imageOf(4, 3, {0.5, 7, 0.25, -2}, [&](int r, int c) { return static_cast<float>(raised(c, r)); }));
+    expectSame(plain, imageOf(4, 3, kGrid, [&](int r, int c) { return raised(c, r); }));
 
-    NoxRangeImage bytes;
     bytes.SetSize(2, 1, NoxDataType8U);
     bytes.Data()[0] = 3, bytes.Data()[1] = 0;
     second.Set(&a, &b, 260.9, bytes, &bytes);  // 0 and 1 across: heights 258.65 and 258.9
-    second(tbb::blocked_range<std::size_t>(0, 2));
+    second(Range(0, 2));
     EXPECT_EQ(bytes.Data()[0], 261 - 256);
     EXPECT_EQ(bytes.Data()[1], 258 - 256);
 }
