@@ -6,9 +6,9 @@
 #include <tuple>
 #include <utility>
 
+#include "data/FloatingPoint.h"
 #include "device/Kernels.h"
 #include "device/Runtime.h"
-#include "data/FloatingPoint.h"
 #include "frame/Guards.h"
 #include "frame/Parallel.h"
 
