@@ -7,6 +7,7 @@
 
 #include "benchmarks/Limits.h"
 #include "benchmarks/Process.h"
+#include "benchmarks/Surface.h"
 #include "cloud_to_range/Registration.h"
 
 #include <benchmark/benchmark.h>
@@ -28,25 +29,12 @@ constexpr double kPoints = static_cast<double>(kSide) * kSide;
 
 enum Order : int { kScan, kRandom };
 
-/// A rough surface, one point somewhere in each cell of 1 x 1. Made once for each order.
+/// Made once for each order.
 NoxPointCloud& cloudIn(Order order)
 {
     static NoxPointCloud clouds[2];
-    NoxPointCloud& cloud = clouds[order];
-    if (cloud.Length() > 0) return cloud;
-
-    NoxVector3dArray points;
-    points.SetSize(kSide * kSide);
-    std::mt19937 random(1);
-    std::uniform_real_distribution<float> share(0.0f, 0.9f);
-    NoxVector3d* next = &points[0];
-    for (int row = 0; row < kSide; ++row)
-        for (int column = 0; column < kSide; ++column)
-            *next++ = NoxVector3d(static_cast<float>(row) + share(random), static_cast<float>(column) + share(random),
-                                  10.0f * std::sin(0.01f * static_cast<float>(row)) + share(random));
-    if (order == kRandom) std::shuffle(&points[0], next, random);
-    cloud.SetPoints(std::move(points));
-    return cloud;
+    if (clouds[order].Length() == 0) clouds[order] = nox_bench::surface(kSide, order == kRandom);
+    return clouds[order];
 }
 
 /// From the cloud into a grid whose cells are 1 x 1: columns along y, rows along x.

@@ -22,16 +22,20 @@ double inPlaceLimit(int threads);
 /// Reports a loop that moved `bytes` an iteration, and its share of the copy limit, as counters GB/s and ofCopy.
 void reportShare(benchmark::State& state, double bytes, int threads);
 
-/// The best time of `run` and of a `peer` that is called right after it, in turn for as long as the benchmark lasts:
-/// counters ofCopy, for the bytes that `run` moves, and `versus`, above 1 when `run` is faster.
-template <class Run, class Peer>
-void race(benchmark::State& state, double bytes, int threads, const Run& run, const char* versus, const Peer& peer)
+template <class Call>
+double seconds(const Call& call)
 {
-    const auto seconds = [](const auto& call) {
-        const auto start = std::chrono::steady_clock::now();
-        call();
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    };
+    const auto start = std::chrono::steady_clock::now();
+    call();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// The best time of `run` and of a `peer` that is called right after it, in turn for as long as the benchmark lasts:
+/// counters ofCopy, for the bytes that `run` moves, and `versus`, above 1 when `run` is faster. Gives the time of
+/// `run`.
+template <class Run, class Peer>
+double race(benchmark::State& state, double bytes, int threads, const Run& run, const char* versus, const Peer& peer)
+{
     run();
     run();  // an output that is replaced: two of them take turns
     peer();
@@ -45,6 +49,7 @@ void race(benchmark::State& state, double bytes, int threads, const Run& run, co
     }
     state.counters["ofCopy"] = bytes * 1e-9 / best / copyLimit(threads);
     state.counters[versus] = bestOfPeer / best;
+    return best;
 }
 
 /// Takes a block of the library's memory, writes it once on that many threads and gives it back.

@@ -16,7 +16,6 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
-#include <chrono>
 #include <limits>
 #include <random>
 
@@ -24,14 +23,6 @@ namespace {
 
 constexpr int kSide = 4096;
 constexpr double kPixels = static_cast<double>(kSide) * kSide;
-
-template <class Call>
-double seconds(const Call& call)
-{
-    const auto start = std::chrono::steady_clock::now();
-    call();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
 
 /// Random heights over the range that the fixed scales show, a tenth of them invalid at random places.
 template <class T>
@@ -58,7 +49,7 @@ double division()
     constexpr int kRounds = 1 << 18;
     double best = 1e9;
     for (int run = 0; run < 7; ++run)
-        best = std::min(best, seconds([] {
+        best = std::min(best, nox_bench::seconds([] {
                             tbb::parallel_for(0, 16, [](int) {
                                 __m256d sums[4] = {};
                                 __m256d v = _mm256_set1_pd(1.7);
@@ -86,21 +77,12 @@ void Retype(benchmark::State& state)
             state.SkipWithError("refused");
     };
     const auto peer = [&] { image.Matrix().convertTo(converted, depth); };
-    run();
-    peer();
-    double best = 1e9, bestOfPeer = 1e9;
-    for (auto _ : state) {
-        const double time = seconds(run);
-        state.SetIterationTime(time);
-        best = std::min(best, time);
-        bestOfPeer = std::min(bestOfPeer, seconds(peer));
-    }
+    const double bytes = (sizeof(S) + sizeof(D)) * kPixels;
+    const double best = nox_bench::race(state, bytes, threads, run, "vsConvertTo", peer);
     constexpr bool divides =
         !std::is_same_v<std::pair<S, D>, std::pair<float, unsigned char>> && std::is_integral_v<D> && sizeof(S) > 2;
-    const double copy = (sizeof(S) + sizeof(D)) * kPixels * 1e-9 / nox_bench::copyLimit(threads);
-    state.counters["ofCopy"] = copy / best;
+    const double copy = bytes * 1e-9 / nox_bench::copyLimit(threads);
     state.counters["ofBound"] = std::max(2.0 * copy, divides ? kPixels * division() : 0.0) / best;
-    state.counters["vsConvertTo"] = bestOfPeer / best;
 }
 
 #define RETYPE(S, D) BENCHMARK_TEMPLATE(Retype, S, D)->ArgName("threads")->Arg(2)->Apply(timed);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -51,10 +53,12 @@ TEST(DevicePostureFacade, TakesTheRoutes)
 {
     if (!asksForDevice()) GTEST_SKIP() << "the configuration has no device";
     const bool missing = !works(nox::device::builtInRuntime());
-    const auto level = [](int width, int height) {
-        return imageOf(width, Floats(static_cast<std::size_t>(width * height), 5));
+    const auto step = [](int width, int height) {  // six rows of 5, then 0, which only the device passes over
+        Floats heights(static_cast<std::size_t>(width * height));
+        std::fill_n(heights.begin(), std::min(6, height) * width, 5.0F);
+        return imageOf(width, heights);
     };
-    NoxRangeImage small = level(40, 30), perspective = small;
+    NoxRangeImage small = step(40, 30), perspective = small;
     perspective.SetType(1);
     const struct
     {
@@ -68,9 +72,9 @@ TEST(DevicePostureFacade, TakesTheRoutes)
         {"any size", {small, small}, 1, 0, {40, 30}, true},
         {"reduced images, full canvas", {small}, 2, 0, {20, 15}, true},
         {"any type", {perspective}, 1, 0, {40, 30}, true},
-        {"reduced canvas below 1024", {level(1500, 1100)}, 2, 2, {1500, 5000}, false},
-        {"reduced canvas of 1024", {level(2048, 2048)}, 2, 2, {2049, 2050}, true},
-        {"reduced to nothing", {small, level(40, 2)}, 3, 0, {40, 30}, false, 11100001},
+        {"reduced canvas below 1024", {step(1500, 1100)}, 2, 2, {1500, 5000}, false},
+        {"reduced canvas of 1024", {step(2048, 2048)}, 2, 2, {2049, 2050}, true},
+        {"reduced to nothing", {small, step(40, 2)}, 3, 0, {40, 30}, false, 11100001},
     };
     for (const auto& r : rows) {
         const replaced::LogScope log;
@@ -88,6 +92,7 @@ TEST(DevicePostureFacade, TakesTheRoutes)
         if (code) continue;
         ASSERT_EQ(result.Matrix().size(), r.result) << r.route;
         EXPECT_FLOAT_EQ(result.Matrix().at<float>(3, 4), 5) << r.route;
+        EXPECT_EQ(result.Matrix().at<float>(10, 4), r.onDevice ? std::numeric_limits<float>::lowest() : 0) << r.route;
     }
 }
 
