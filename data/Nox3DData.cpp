@@ -11,6 +11,7 @@
 
 #include <cmath>
 #include <initializer_list>
+#include <utility>
 
 void NoxColorArray::SetSize(int length, int rows, int channels)
 {
@@ -117,7 +118,12 @@ NoxColorArray NoxRangeImage::DeepCopyColors() const
 int NoxRangeImageArray::Length() const noexcept { return static_cast<int>(images_.size()); }
 NoxRangeImage& NoxRangeImageArray::operator[](int index) { return images_.at(nox::place(index)); }
 const NoxRangeImage& NoxRangeImageArray::operator[](int index) const { return images_.at(nox::place(index)); }
-void NoxRangeImageArray::Append(const NoxRangeImage& image) { images_.push_back(image); }
+void NoxRangeImageArray::Append(const NoxRangeImage& image)
+{
+    NoxRangeImage own = image;
+    own.SetMatrix(image.Matrix());  // the same pixels behind a matrix object of its own
+    images_.push_back(std::move(own));
+}
 
 bool Nox3DPlane::IsValid() const noexcept
 {

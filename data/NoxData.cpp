@@ -29,10 +29,20 @@ int NoxMatrix::Rows() const noexcept { return mat_->rows; }
 int NoxMatrix::Cols() const noexcept { return mat_->cols; }
 unsigned char* NoxMatrix::MatrixData() const noexcept { return mat_->data; }
 
+NoxMatrix NoxMatrix::DeepCopy() const
+{
+    NoxMatrix copy;
+    copy.mat_ = nox::deepCopy(mat_);
+    return copy;
+}
+
 int NoxMatrixArray::Length() const noexcept { return static_cast<int>(elements_.size()); }
 NoxMatrix NoxMatrixArray::operator[](int index) const { return elements_.at(nox::place(index)); }
-void NoxMatrixArray::Replace(int index, const NoxMatrix& matrix) { elements_.at(nox::place(index)) = matrix; }
-void NoxMatrixArray::Append(const NoxMatrix& matrix) { elements_.push_back(matrix); }
+void NoxMatrixArray::Replace(int index, const NoxMatrix& matrix)
+{
+    elements_.at(nox::place(index)) = matrix.DeepCopy();
+}
+void NoxMatrixArray::Append(const NoxMatrix& matrix) { elements_.push_back(matrix.DeepCopy()); }
 
 int NoxVarArray::Length() const noexcept { return static_cast<int>(elements_.size()); }
 void NoxVarArray::SetSize(int size) { elements_.resize(nox::place(size)); }

@@ -1,5 +1,6 @@
-#include <NoxMemory.h>
 #include <NoxSharedMat.h>
+
+#include "data/Memory.h"
 
 #include <opencv2/core.hpp>
 
@@ -66,22 +67,26 @@ void NoxSharedMat::create(int rows, int columns, int type)
     if (!fits(rows, columns, type)) throw std::length_error("matrix size overflows");
     if (mat_->rows == rows && mat_->cols == columns && mat_->type() == type && ownsAlone(mat_)) return;
 
-    auto fresh = std::make_unique<Counted>();
-    fresh->mat.allocator = NOXEL::NoxMatAllocator();
-    fresh->mat.create(rows, columns, type);
-    reset(&fresh.release()->mat);
+    show(nox::newPlane(rows, columns, type));
 }
 
 void NoxSharedMat::deliver(const cv::Mat& mat)
 {
-    auto fresh = std::make_unique<Counted>();
-    if (isPacked(mat) && mat.u) {
-        fresh->mat = mat;
-    } else {
-        fresh->mat.allocator = NOXEL::NoxMatAllocator();
-        mat.copyTo(fresh->mat);
+    if (isPacked(mat) && mat.u) return show(mat);
+    cv::Mat packed = nox::newPlane(mat.rows, mat.cols, mat.type());
+    mat.copyTo(packed);
+    show(packed);
+}
+
+void NoxSharedMat::show(const cv::Mat& mat)
+{
+    if (counted(mat_)->references.load(std::memory_order_acquire) == 1) {  // references to the matrix object stay good
+        *mat_ = mat;
+        return;
     }
-    reset(&fresh.release()->mat);
+    auto own = std::make_unique<Counted>();
+    own->mat = mat;
+    reset(&own.release()->mat);
 }
 
 void NoxSharedMat::reset(cv::Mat* mat) noexcept

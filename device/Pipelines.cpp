@@ -7,6 +7,7 @@
 #include "data/Checked.h"
 #include "data/ElementType.h"
 #include "device/Session.h"
+#include "frame/Guards.h"
 
 namespace nox::device {
 
@@ -242,6 +243,7 @@ long DeviceRangeMerge(const Runtime& runtime, const NoxRangeImageArray& images, 
                kInvalid, canvasColumns, canvasRows, outputWidth, outputHeight, heights.get());
     if (device.code()) return device.code();
 
+    if (!memoryGrants(cells * sizeof(float))) return NOXEL::code::deviceMemory;
     NoxRangeImage merged;
     merged.SetSize(outputWidth, outputHeight, NoxDataType32F);
     merged.SetInfo(1.0, 0.0, resolutionX, 0.0, resolutionY, 0.0);

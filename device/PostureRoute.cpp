@@ -28,12 +28,13 @@ long mergeOnHost(NoxRangeImageArray& images, const NoxMatrixArray& poses, const 
                                                    r.canvasRows, r.outputWidth, r.outputHeight, result);
 }
 
-long reduce(NoxRangeImageArray& images, int factor)
+long reduce(NoxRangeImageArray& images, int factor, int method)
 {
     for (int i = 0; i < images.Length() && factor > 1; ++i) {
         NoxRangeImage& image = images[i];
         const int width = image.Width() / factor, height = image.Height() / factor;
-        if (pixelCount(width, height) == 0) return NOXEL::code::rangeImageEmpty;
+        if (pixelCount(width, height) == 0)
+            return i == 0 && method > 0 ? NOXEL::code::sampledToNothing : NOXEL::code::rangeImageEmpty;
         if (const long failed = NOXEL::Nox3DSampling().Resample(image, &image, 1, width, height)) return failed;
     }
     return NOXEL::code::success;
@@ -59,7 +60,7 @@ PostureRequest coarse(const PostureRequest& r)
 long mergeOnDevice(NoxRangeImageArray& images, const NoxMatrixArray& poses, const PostureRequest& request,
                    NoxRangeImage* result)
 {
-    if (const long failed = reduce(images, request.samplingFactor)) return failed;
+    if (const long failed = reduce(images, request.samplingFactor, request.samplingMethod)) return failed;
     if (request.samplingMethod == 0) return mergeWholly(images, poses, request, result);
 
     const PostureRequest reduced = coarse(request);

@@ -5,7 +5,10 @@
 
 #include "data/Memory.h"
 #include "device/Pipelines.h"
+#include "frame/Guards.h"
 #include "frame/Parallel.h"
+
+#include <cstdint>
 
 namespace nox {
 
@@ -16,6 +19,7 @@ long registerPointsOnDevice(const NoxPointCloud& cloud, const PixelFrame& frame,
     if (colors.Data()) image->SetColorSize(image->Width(), image->Height(), colors.Channel());
 
     const auto count = static_cast<std::size_t>(cloud.Length());
+    requireMemory(3 * sizeof(float) * std::uint64_t{count});
     const auto x = newScratch<float>(count), y = newScratch<float>(count), z = newScratch<float>(count);
     parallelFor(tbb::blocked_range<std::size_t>(0, count), NOXEL::PointCloudToRangeImageRasterizationNewCUDA(
                                                                cloud.PointData(), x.get(), y.get(), z.get(),

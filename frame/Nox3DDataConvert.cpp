@@ -1,4 +1,5 @@
 #include <Nox3DDataConvert.h>
+#include <Nox3DDataConvertAlg.h>
 #include <NoxFastLoggerPrivate.h>
 
 #include "cloud_to_range/CloudToRange.h"
@@ -8,7 +9,6 @@
 #include "device/PostureRoute.h"
 #include "device/Routes.h"
 #include "frame/Guards.h"
-#include "frame/Nox3DDataConvertAlg.h"
 #include "frame/StaticConfig.h"
 #include "posture/Posture.h"
 #include "range_to_cloud/RangeToCloud.h"

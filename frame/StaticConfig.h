@@ -19,4 +19,7 @@ struct StaticConfig
 /// The record of the façade: point cloud to range image and posture correction.
 const StaticConfig& facadeConfig() noexcept;
 
+/// The record of Nox3DDataConvertAlg.
+const StaticConfig& algorithmConfig() noexcept;
+
 }  // namespace nox

@@ -1,9 +1,9 @@
 #include <ImageToRangeBodies.h>
+#include <Nox3DDataConvertAlg.h>
 #include <NoxDataType.h>
 #include <NoxResultCodes.h>
 
 #include "data/ElementType.h"
-#include "frame/Nox3DDataConvertAlg.h"
 #include "frame/OutputPlane.h"
 #include "frame/Parallel.h"
 #include "frame/StaticConfig.h"

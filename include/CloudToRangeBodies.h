@@ -23,37 +23,37 @@ namespace NOXEL {
 class NOX_EXPORT AABB_box
 {
 public:
-    AABB_box(const float* cloud, const NOXEL3D::MMatrix3* rotationToFrame)
-        : points(cloud), rotation(rotationToFrame), min(NOXEL3D::MVector3f::Infinity), max(-min)
-    {
-    }
+    AABB_box() = default;
+    AABB_box(const float* cloud, const NOXEL3D::MMatrix3* rotationToFrame) : points(cloud), rotation(rotationToFrame) {}
     AABB_box(const AABB_box& other, tbb::split) : AABB_box(other.points, other.rotation) {}
 
     void operator()(const tbb::blocked_range<int>& range);
     void join(const AABB_box& other) noexcept;
 
-    const float* points;                ///< x, y, z of each point
-    const NOXEL3D::MMatrix3* rotation;  ///< from the cloud's axes to the frame's
-    NOXEL3D::MVector3f min;             ///< starts at the greatest float
-    NOXEL3D::MVector3f max;             ///< starts at the lowest float
+    const float* points = nullptr;                           ///< x, y, z of each point
+    const NOXEL3D::MMatrix3* rotation = nullptr;             ///< from the cloud's axes to the frame's
+    NOXEL3D::MVector3f min = NOXEL3D::MVector3f::Infinity;   ///< starts at the greatest float
+    NOXEL3D::MVector3f max = -NOXEL3D::MVector3f::Infinity;  ///< starts at the lowest float
 };
 
 /// Fills rows of a height grid with the invalid height, -3.4028235e38.
 class NOX_EXPORT PointCloudToRangeImageInitRangeImg
 {
 public:
+    PointCloudToRangeImageInitRangeImg() = default;
     PointCloudToRangeImageInitRangeImg(float* heights, int columns) : data(heights), width(columns) {}
 
     void operator()(const tbb::blocked_range<std::size_t>& rows) const;
 
-    float* data;
-    int width;
+    float* data = nullptr;
+    int width = 0;
 };
 
 /// Positions of points in the grid. A point whose z is the marker 3.4028235e38 leaves its entry as it is.
 class NOX_EXPORT PointCloudToRangeImageRasterizationNew
 {
 public:
+    PointCloudToRangeImageRasterizationNew() = default;
     PointCloudToRangeImageRasterizationNew(const float* cloud, NOXEL3D::MVector3fArray* output,
                                            const NOXEL3D::MMatrix4& toBox, float pixelX, float pixelY)
         : points(cloud), positions(output), worldToBox(toBox), resolutionX(pixelX), resolutionY(pixelY)
@@ -62,17 +62,18 @@ public:
 
     void operator()(const tbb::blocked_range<std::size_t>& range) const;
 
-    const float* points;                 ///< x, y, z of each point
-    NOXEL3D::MVector3fArray* positions;  ///< one entry for each point
-    NOXEL3D::MMatrix4 worldToBox;        ///< puts the box's lowest corner into the origin
-    float resolutionX;                   ///< cloud units per column
-    float resolutionY;                   ///< cloud units per row
+    const float* points = nullptr;                 ///< x, y, z of each point
+    NOXEL3D::MVector3fArray* positions = nullptr;  ///< one entry for each point
+    NOXEL3D::MMatrix4 worldToBox;                  ///< puts the box's lowest corner into the origin
+    float resolutionX = 1;                         ///< cloud units per column
+    float resolutionY = 1;                         ///< cloud units per row
 };
 
 /// The same into three arrays, for every point whatever its z.
 class NOX_EXPORT PointCloudToRangeImageRasterizationNewCUDA
 {
 public:
+    PointCloudToRangeImageRasterizationNewCUDA() = default;
     PointCloudToRangeImageRasterizationNewCUDA(const float* cloud, float* outputX, float* outputY, float* outputZ,
                                                const NOXEL3D::MMatrix4& toBox, float pixelX, float pixelY)
         : points(cloud), x(outputX), y(outputY), z(outputZ), worldToBox(toBox), resolutionX(pixelX), resolutionY(pixelY)
@@ -81,13 +82,13 @@ public:
 
     void operator()(const tbb::blocked_range<std::size_t>& range) const;
 
-    const float* points;
-    float* x;
-    float* y;
-    float* z;
+    const float* points = nullptr;
+    float* x = nullptr;
+    float* y = nullptr;
+    float* z = nullptr;
     NOXEL3D::MMatrix4 worldToBox;
-    float resolutionX;
-    float resolutionY;
+    float resolutionX = 1;
+    float resolutionY = 1;
 };
 
 /// Registration: spreads every position over the four cells round it with Gaussian weights. A cell keeps the weighted
@@ -150,6 +151,7 @@ public:
 class NOX_EXPORT PointCloudToRangeImageReplaceValueNew
 {
 public:
+    PointCloudToRangeImageReplaceValueNew() = default;
     PointCloudToRangeImageReplaceValueNew(float* heights, cv::Mat* weightPlane, cv::Mat* sumPlane, int rows,
                                           int columns)
         : image(heights), weights(weightPlane), weightedSum(sumPlane), height(rows), width(columns)
@@ -158,11 +160,11 @@ public:
 
     void operator()(const tbb::blocked_range<std::size_t>& rows) const;
 
-    float* image;
-    cv::Mat* weights;
-    cv::Mat* weightedSum;
-    int height;
-    int width;
+    float* image = nullptr;
+    cv::Mat* weights = nullptr;
+    cv::Mat* weightedSum = nullptr;
+    int height = 0;
+    int width = 0;
 };
 
 /// Heights and colours from the planes of a registration. A cell without weight gets the colour 0 and keeps the height
@@ -171,6 +173,7 @@ public:
 class NOX_EXPORT PointCloudToRangeImageReplaceValueWithColorNew
 {
 public:
+    PointCloudToRangeImageReplaceValueWithColorNew() = default;
     PointCloudToRangeImageReplaceValueWithColorNew(float* heights, unsigned char* colorPlane, cv::Mat* weightPlane,
                                                    cv::Mat* sumPlane, cv::Mat* colorSumPlane, int colorChannels,
                                                    int rows, int columns)
@@ -187,14 +190,14 @@ public:
 
     void operator()(const tbb::blocked_range<std::size_t>& rows) const;
 
-    float* image;
-    unsigned char* colors;  ///< `channels` bytes a cell
-    cv::Mat* weights;
-    cv::Mat* weightedSum;
-    cv::Mat* weightedColor;  ///< `channels` floats a cell
-    int channels;
-    int height;
-    int width;
+    float* image = nullptr;
+    unsigned char* colors = nullptr;  ///< `channels` bytes a cell
+    cv::Mat* weights = nullptr;
+    cv::Mat* weightedSum = nullptr;
+    cv::Mat* weightedColor = nullptr;  ///< `channels` floats a cell
+    int channels = 0;
+    int height = 0;
+    int width = 0;
 };
 
 }  // namespace NOXEL

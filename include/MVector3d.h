@@ -50,6 +50,4 @@ public:
 
 static_assert(sizeof(MVector3d) == 3 * sizeof(double));
 
-inline MVector3f& MVector3f::operator=(const MVector3d& v) noexcept { return *this = v.toVector3f(); }
-
 }  // namespace NOXEL3D

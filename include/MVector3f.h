@@ -3,6 +3,8 @@
 #include <MVectorBase.h>
 #include <NoxExport.h>
 
+#include <type_traits>
+
 namespace NOXEL3D {
 
 class MVector3d;
@@ -21,8 +23,12 @@ public:
         setValues(scalar, scalar, scalar);
         return *this;
     }
-    /// Rounds each component to float.
-    inline MVector3f& operator=(const MVector3d& v) noexcept;
+    /// Rounds each component to float. A template, so that a braced list of components is no candidate for it.
+    template <class V, class = std::enable_if_t<std::is_same_v<V, MVector3d>>>
+    MVector3f& operator=(const V& v) noexcept
+    {
+        return *this = v.toVector3f();
+    }
 
     static const MVector3f Zero;
     static const MVector3f XUnit;

@@ -28,12 +28,14 @@ enum Nox3DShapeType : int {
 };
 
 /// What the second vector of a line is; any value other than 1 counts as a direction.
-enum Nox3DLineType : int {
+using Nox3DLineType = int;
+enum : Nox3DLineType {
     Nox3DLineTypeDirection = 0,
     Nox3DLineTypeEndPoint = 1,
 };
 
-enum Nox3DTorusType : int {
+using Nox3DTorusType = int;
+enum : Nox3DTorusType {
     Nox3DTorusTypeFlat = 0,  ///< a ring in one plane
 };
 
@@ -47,7 +49,7 @@ class NOX_EXPORT Nox3DShape
 {
 public:
     /// The Nox3DShapeType of this shape.
-    int ShapeType3D() const noexcept { return value_.Code(); }
+    Nox3DShapeType ShapeType3D() const noexcept { return static_cast<Nox3DShapeType>(value_.Code()); }
 
     void Gen3DPoint(const NoxVector3d& point);
     bool Get3DPoint(NoxVector3d* point) const;

@@ -1,5 +1,12 @@
 #pragma once
 
+// The value types of the same library; nothing below needs them.
+#include <MArray.h>
+#include <MBox.h>
+#include <MLineSegment.h>
+#include <MMatrix3.h>
+#include <MVector4d.h>
+
 #include <NoxExport.h>
 #include <NoxMatrix3.h>
 #include <NoxMatrix4.h>

@@ -11,6 +11,9 @@ public:
     /// Shares the values of `mat`.
     explicit NoxMatrix(const cv::Mat& mat) { mat_.deliver(mat); }
 
+    /// A matrix with values of its own.
+    NoxMatrix DeepCopy() const;
+
     int Rows() const noexcept;
     int Cols() const noexcept;
     /// First element, or null when the matrix is empty.

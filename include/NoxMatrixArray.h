@@ -5,7 +5,7 @@
 
 #include <vector>
 
-/// Array of matrices; its elements share their values with the matrices that they were made from.
+/// Array of matrices, each with values of its own: a matrix may be changed and appended again.
 class NOX_EXPORT NoxMatrixArray
 {
 public:

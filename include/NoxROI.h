@@ -29,7 +29,7 @@ class NOX_EXPORT NoxROI
 {
 public:
     /// The NoxROIType of this region.
-    int ROIType() const noexcept { return value_.Code(); }
+    NoxROIType ROIType() const noexcept { return static_cast<NoxROIType>(value_.Code()); }
 
     /// Between two opposite corners, in any order.
     void GenRect1(const NoxPoint& corner, const NoxPoint& opposite);

@@ -7,6 +7,12 @@
 class NoxRun
 {
 public:
+    constexpr NoxRun() noexcept = default;
+    constexpr NoxRun(std::int32_t itsRow, std::int32_t from, std::int32_t to) noexcept
+        : row(itsRow), first(from), last(to)
+    {
+    }
+
     std::int32_t row = 0;
     std::int32_t first = 0;  ///< column
     std::int32_t last = 0;   ///< column, inclusive

@@ -23,7 +23,8 @@ public:
     cv::Mat* get() const noexcept { return mat_; }
 
     /// A continuous matrix of this size and OpenCV type, its content undefined. Pixels and matrix object that something
-    /// else refers to are left to it; memory that nobody else sees is used again.
+    /// else refers to are left to it; an object that nobody else refers to stays, and memory that nobody else sees is
+    /// used again.
     /// @throws std::length_error for a negative or overflowing size, std::bad_alloc; the reference then as before.
     void create(int rows, int columns, int type);
 
@@ -32,6 +33,7 @@ public:
     void deliver(const cv::Mat& mat);
 
 private:
+    void show(const cv::Mat& mat);
     void reset(cv::Mat* mat) noexcept;
 
     cv::Mat* mat_;

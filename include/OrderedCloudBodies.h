@@ -108,6 +108,7 @@ public:
 /// Splits a cloud in grid order into planes of x, y and z, over rows of the planes; cells without a point hold 0.
 struct NOX_EXPORT PointCloudToMatXYZ
 {
+    PointCloudToMatXYZ() = default;
     /// @param pointCount  points that there are; without it there is one for each cell of the rows
     PointCloudToMatXYZ(int gridWidth, cv::Mat* planeX, cv::Mat* planeY, cv::Mat* planeZ, const float* triples,
                        long long pointCount = std::numeric_limits<long long>::max()) noexcept
@@ -116,12 +117,12 @@ struct NOX_EXPORT PointCloudToMatXYZ
     }
     void operator()(const tbb::blocked_range<std::size_t>& rows) const;
 
-    int width;
-    cv::Mat* x;
-    cv::Mat* y;
-    cv::Mat* z;
-    const float* points;
-    long long count;
+    int width = 0;
+    cv::Mat* x = nullptr;
+    cv::Mat* y = nullptr;
+    cv::Mat* z = nullptr;
+    const float* points = nullptr;
+    long long count = std::numeric_limits<long long>::max();
 };
 
 }  // namespace NOXEL

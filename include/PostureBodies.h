@@ -82,6 +82,11 @@ public:
     /// @param destination  of the same size and type, changed in place; both outlive the body
     void Set(const NoxVector3d* point, const NoxVector3d* normal, const int* indices, int count, double offset,
              const NoxRangeImage& source, NoxRangeImage* destination);
+    void Set(const NoxVector3d* point, const NoxVector3d* normal, const int* indices, int count, double offset,
+             const NoxRangeImage* source, NoxRangeImage* destination)
+    {
+        Set(point, normal, indices, count, offset, *source, destination);
+    }
     void operator()(const tbb::blocked_range<std::size_t>& listed) const;
     /// The destination with pixels of its own.
     void Get(NoxRangeImage* out) const;
@@ -100,6 +105,11 @@ class NOX_EXPORT PlaneCorrectionTBB2
 public:
     void Set(const NoxVector3d* point, const NoxVector3d* normal, double offset, const NoxRangeImage& source,
              NoxRangeImage* destination);
+    void Set(const NoxVector3d* point, const NoxVector3d* normal, double offset, const NoxRangeImage* source,
+             NoxRangeImage* destination)
+    {
+        Set(point, normal, offset, *source, destination);
+    }
     void operator()(const tbb::blocked_range<std::size_t>& pixels) const;
     /// The destination, sharing its pixels.
     void Get(NoxRangeImage* out) const;
@@ -117,6 +127,11 @@ public:
     /// The four ints are not read.
     void Set(const NoxVector3d* point, const NoxVector3d* normal, int first, int second, int third, int fourth,
              double offset, const NoxRangeImage& source, NoxRangeImage* destination);
+    void Set(const NoxVector3d* point, const NoxVector3d* normal, int first, int second, int third, int fourth,
+             double offset, const NoxRangeImage* source, NoxRangeImage* destination)
+    {
+        Set(point, normal, first, second, third, fourth, offset, *source, destination);
+    }
     void operator()(const tbb::blocked_range2d<std::size_t, std::size_t>& rectangle) const;
     /// Does nothing.
     void Get(NoxRangeImage* out) const;

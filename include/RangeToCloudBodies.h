@@ -109,8 +109,7 @@ struct NOX_EXPORT RangeImageToPointCloudByTBB
 
     RangeImageToPointCloudByTBB() = default;
     RangeImageToPointCloudByTBB(int columns, float resX, float resY, float offX, float offY, float resZ, float offZ,
-                                T invalidValue, int* pointCount, cv::Mat* heights, NoxDataType type,
-                                NoxVector3dArray* array)
+                                T invalidValue, int* pointCount, cv::Mat* heights, int type, NoxVector3dArray* array)
         : width(columns),
           resolutionX(resX),
           resolutionY(resY),
@@ -121,7 +120,7 @@ struct NOX_EXPORT RangeImageToPointCloudByTBB
           invalid(invalidValue),
           count(pointCount),
           mat(heights),
-          dataType(type),
+          dataType(static_cast<NoxDataType>(type)),
           points(array)
     {
     }
@@ -139,8 +138,8 @@ struct NOX_EXPORT RangeImageToPointCloudByTBBWithColor : RangeImageToPointCloudB
 
     RangeImageToPointCloudByTBBWithColor() = default;
     RangeImageToPointCloudByTBBWithColor(int columns, float resX, float resY, float offX, float offY, float resZ,
-                                         float offZ, T invalidValue, int* pointCount, cv::Mat* heights,
-                                         NoxDataType type, NoxVector3dArray* array, const unsigned char* imageColors,
+                                         float offZ, T invalidValue, int* pointCount, cv::Mat* heights, int type,
+                                         NoxVector3dArray* array, const unsigned char* imageColors,
                                          unsigned char* pointColors, int colorChannels)
         : RangeImageToPointCloudByTBB<T>(columns, resX, resY, offX, offY, resZ, offZ, invalidValue, pointCount, heights,
                                          type, array),
@@ -200,6 +199,15 @@ struct NOX_EXPORT RangeImageToPointCloud_TBB_TYPE1WithColor
           width(columns),
           count(pointCount),
           parameter{p0, p1, p2, p3, p4, p5}
+    {
+    }
+    /// The same, the fields in their order.
+    RangeImageToPointCloud_TBB_TYPE1WithColor(const T* heights, D* triples, const unsigned char* imageColors,
+                                              unsigned char* pointColors, int colorChannels, int columns,
+                                              int* pointCount, double p0, double p1, double p2, double p3, double p4,
+                                              double p5)
+        : RangeImageToPointCloud_TBB_TYPE1WithColor(heights, triples, columns, pointCount, imageColors, pointColors,
+                                                    colorChannels, p0, p1, p2, p3, p4, p5)
     {
     }
 

@@ -4,6 +4,7 @@
 #include <NoxRangeImage.h>
 
 #include <oneapi/tbb/blocked_range.h>
+#include <opencv2/core/mat.hpp>
 
 #include <cstddef>
 
@@ -149,5 +150,10 @@ private:
     NoxRangeImage source_;
     NoxRangeImage* output_ = nullptr;
 };
+
+/// The smallest X and the smallest Y, each by itself, of the pixels of a block whose Z is below 1e8 in absolute value;
+/// 3.4028235e38 where there are none. The planes are CV_32F; a NaN in X or Y is passed over.
+/// @return 0
+NOX_EXPORT long BOX_MinXY_SIMDNEW(cv::Mat& X, cv::Mat& Y, cv::Mat& Z, float* minX, float* minY, int width, int height);
 
 }  // namespace NOXEL

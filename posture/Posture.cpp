@@ -6,7 +6,9 @@
 #include <NoxResultCodes.h>
 #include <PostureBodies.h>
 
+#include "data/Checked.h"
 #include "data/Memory.h"
+#include "frame/Guards.h"
 #include "posture/MemoryGuard.h"
 
 #include <opencv2/core.hpp>
@@ -61,6 +63,8 @@ long withFloatHeights(const NoxRangeImageArray& images, NoxRangeImageArray* floa
     for (int i = 0; i < images.Length(); ++i) {
         NoxRangeImage image = images[i];
         if (image.DataType() != NoxDataType32F) {
+            if (!memoryGrants(sizeof(float) * static_cast<std::uint64_t>(pixelCount(image))))
+                return code::postureMemory;
             NoxRangeImage converted;
             const long failed = NOXEL::Nox3DDataConvert().RangeImageDataTypeConvert(image, &converted, NoxDataType32F);
             if (failed) return failed;

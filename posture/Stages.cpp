@@ -7,6 +7,7 @@
 #include "data/Checked.h"
 #include "data/Memory.h"
 #include "frame/Guards.h"
+#include "frame/MinXY.h"
 #include "frame/Parallel.h"
 #include "frame/StaticConfig.h"
 #include "posture/MemoryGuard.h"
@@ -40,39 +41,6 @@ struct Planes
         x.ptr<float>(row)[column] = place.x;
         y.ptr<float>(row)[column] = place.y;
         z.ptr<float>(row)[column] = place.z;
-    }
-};
-
-/// The smallest coordinates over the points of a block.
-struct BOX_SIMDMinXY
-{
-    int width;
-    cv::Mat x, y, z;
-    float minX = nox::kNoCoordinate;
-    float minY = nox::kNoCoordinate;
-
-    BOX_SIMDMinXY(int columns, const cv::Mat& xPlane, const cv::Mat& yPlane, const cv::Mat& zPlane)
-        : width(columns), x(xPlane), y(yPlane), z(zPlane)
-    {
-    }
-    BOX_SIMDMinXY(const BOX_SIMDMinXY& other, tbb::split) : BOX_SIMDMinXY(other.width, other.x, other.y, other.z) {}
-
-    void operator()(const Rows& rows)
-    {
-        for (auto row = static_cast<int>(rows.begin()); row != static_cast<int>(rows.end()); ++row) {
-            const float *xs = x.ptr<float>(row), *ys = y.ptr<float>(row), *zs = z.ptr<float>(row);
-            for (int column = 0; column < width; ++column) {
-                if (!nox::isHeight(zs[column])) continue;
-                minX = xs[column] < minX ? xs[column] : minX;
-                minY = ys[column] < minY ? ys[column] : minY;
-            }
-        }
-    }
-
-    void join(const BOX_SIMDMinXY& other) noexcept
-    {
-        minX = std::min(minX, other.minX);
-        minY = std::min(minY, other.minY);
     }
 };
 
@@ -121,18 +89,14 @@ long refusalOf(const NoxRangeImage& image, const cv::Mat& pose)
 
 long BOX_MinXY_SIMD0(cv::Mat& X, cv::Mat& Y, cv::Mat& Z, float* minX, float* minY, int width, int height)
 {
-    const Planes canvas{X, Y, Z};
-    BOX_SIMDMinXY corner(canvas.columns(width), X, Y, Z);
-    nox::parallelReduce(Rows(0, static_cast<std::size_t>(std::max(canvas.rows(height), 0)), 1), corner);
-    *minX = corner.minX;
-    *minY = corner.minY;
+    nox::minXY(X, Y, Z, minX, minY, width, height);
     return code::success;
 }
 
 long PclValToPixel(cv::Mat& X, cv::Mat& Y, cv::Mat& Z, float shiftX, float shiftY, float columnResolution,
                    float rowResolution, int startColumn, int columns, int rows)
 {
-    if (Y.rows == 0 || Z.rows == 0) return code::rangeImageEmpty;
+    if (X.rows == 0 || Y.rows == 0 || Z.rows == 0) return code::rangeImageEmpty;
     const nox::GridMap map{shiftX, shiftY, rowResolution, columnResolution};
     const int first = std::max(startColumn, 0);
     const auto last = static_cast<int>(

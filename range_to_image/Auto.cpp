@@ -1,9 +1,10 @@
 // Grays by a fixed rule for each pair of element type and image type.
 
+#include <Nox3DDataConvertAlg.h>
 #include <NoxResultCodes.h>
 #include <RangeToImageBodies.h>
 
-#include "frame/Nox3DDataConvertAlg.h"
+#include "frame/StaticConfig.h"
 #include "range_to_image/FixedRules.h"
 #include "range_to_image/GrayImage.h"
 

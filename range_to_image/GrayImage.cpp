@@ -46,7 +46,8 @@ double invalidOf(int dataType)
 
 cv::Mat grayMatrix(const NoxRangeImage& range, const NoxImage& image, int imageType)
 {
-    return outputPlane(range.Matrix(), image.Matrix(), imageType, algorithmConfig());
+    const int depth = imageType == NoxImageType8U ? CV_8U : CV_16U;
+    return outputPlane(range.Matrix(), image.Matrix(), depth, algorithmConfig());
 }
 
 void deliver(const cv::Mat& grays, NoxImage* image)
@@ -59,7 +60,8 @@ long regionRuns(const NoxROI& roi, const NoxRangeImage& range, std::vector<NoxRu
     NoxROI region = roi;
     if (region.ROIType() == NoxROITypeAll) region.GenRect1(NoxPoint(0, 0), NoxPoint(range.Width(), range.Height()));
     const long code = NOXEL::NoxROIDataConvert().ROItoRun(region, runs, range.Width(), range.Height(), nullptr);
-    if (code == 0) tidy(runs, range.Width(), range.Height());
+    if (code != 0) runs->clear();  // what a failed service left is no region
+    tidy(runs, range.Width(), range.Height());
     return code;
 }
 

@@ -7,7 +7,6 @@
 #include <NoxRun.h>
 
 #include "data/ElementType.h"
-#include "frame/Nox3DDataConvertAlg.h"
 #include "frame/Parallel.h"
 #include "frame/StaticConfig.h"
 #include "range_to_image/GrayTable.h"
@@ -16,6 +15,7 @@
 #include <opencv2/core.hpp>
 
 #include <cstdint>
+#include <stdexcept>
 #include <vector>
 
 namespace nox {
@@ -25,12 +25,14 @@ using Grays = Types<unsigned char, unsigned short>;
 constexpr int topGray(int imageType) { return imageType == NoxImageType8U ? 255 : 65535; }
 
 /// Calls use(Tag of the element type, Tag of the gray type).
+/// @throws std::invalid_argument for heights that are of none of the element types
 template <class Use>
 void dispatchPair(int dataType, int imageType, const Use& use)
 {
-    dispatch(dataType, Elements{}, [&](auto element) {
+    const bool isServed = dispatch(dataType, Elements{}, [&](auto element) {
         dispatch(imageType == NoxImageType8U ? 0 : 1, Grays{}, [&](auto gray) { use(element, gray); });
     });
+    if (!isServed) throw std::invalid_argument("no such element type");
 }
 
 /// The invalid value of an element type as a double.

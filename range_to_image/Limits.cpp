@@ -2,7 +2,9 @@
 
 #include <RangeToImageBodies.h>
 
-#include "frame/Nox3DDataConvertAlg.h"
+#include <Nox3DDataConvertAlg.h>
+
+#include "frame/StaticConfig.h"
 #include "range_to_image/GrayImage.h"
 #include "range_to_image/LimitRule.h"
 

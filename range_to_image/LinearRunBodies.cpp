@@ -88,6 +88,10 @@ void ImageConverterTBB::Set(double minimum, double maximum, double low, double h
     imageType_ = imageType;
     range_ = range;
     image_ = image;
+    const int depth = imageType == NoxImageType8U ? NoxImageType8U : NoxImageType16U;
+    if (image->Width() != range->Width() || image->Height() != range->Height() || image->BitDepth() != depth ||
+        image->Channels() != 1)
+        image->SetSize(range->Width(), range->Height(), depth);
 }
 
 void ImageConverterTBB::operator()(const tbb::blocked_range<int>& pixels) const

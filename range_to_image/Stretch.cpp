@@ -2,7 +2,9 @@
 
 #include <RangeToImageBodies.h>
 
-#include "frame/Nox3DDataConvertAlg.h"
+#include <Nox3DDataConvertAlg.h>
+
+#include "frame/StaticConfig.h"
 #include "range_to_image/Extremes.h"
 #include "range_to_image/GrayImage.h"
 #include "range_to_image/StretchRule.h"
@@ -190,7 +192,7 @@ long Nox3DDataConvertAlg::NoxRangeImageToImage(NoxRangeImage& range, NoxROI& roi
 
     std::vector<NoxRun> runs;
     const long code = nox::regionRuns(roi, range, &runs);
-    if (roi.ROIType() != NoxROITypeAll) nox::fillOutside(grays, runs, background);
+    if (code == 0 || roi.ROIType() != NoxROITypeAll) nox::fillOutside(grays, runs, background);
     if (code != 0) return code;
 
     Scale scale;

@@ -1,10 +1,11 @@
 // Grays by a band about the mean of each tile.
 
+#include <Nox3DDataConvertAlg.h>
 #include <NoxResultCodes.h>
 #include <RangeToImageBodies.h>
 
 #include "data/Checked.h"
-#include "frame/Nox3DDataConvertAlg.h"
+#include "frame/StaticConfig.h"
 #include "range_to_image/GrayImage.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+#include <Nox3DDataConvertAlg.h>
 #include <NoxDataType.h>
 #include <NoxResultCodes.h>
 #include <NoxVarArray.h>
@@ -5,7 +6,6 @@
 
 #include "data/ElementType.h"
 #include "data/Memory.h"
-#include "frame/Nox3DDataConvertAlg.h"
 #include "frame/OutputPlane.h"
 #include "frame/Parallel.h"
 #include "frame/StaticConfig.h"

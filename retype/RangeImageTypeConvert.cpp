@@ -1,3 +1,4 @@
+#include <Nox3DDataConvertAlg.h>
 #include <Nox3DPlane.h>
 #include <Nox3DSampling.h>
 #include <Nox3DSurfaceMeasurement.h>
@@ -7,20 +8,20 @@
 #include <NoxResultCodes.h>
 #include <OrderedCloudBodies.h>
 #include <RangeToCloudBodies.h>
+#include <RetypeBodies.h>
 
 #include "data/Checked.h"
 #include "data/ElementType.h"
 #include "data/Memory.h"
 #include "frame/Guards.h"
-#include "frame/Nox3DDataConvertAlg.h"
+#include "frame/MinXY.h"
 #include "frame/Parallel.h"
-#include "retype/MinXY.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <new>
 #include <optional>
-#include <utility>
 
 namespace NOXEL {
 
@@ -58,7 +59,6 @@ Planes pointPlanes(const NoxRangeImage& source, const Optics& optics, double ref
 {
     const int width = source.Width(), height = source.Height();
     const auto n = static_cast<std::size_t>(nox::pixelCount(source));
-    nox::requireMemory(3 * sizeof(float) * n);
     Planes planes;
     for (cv::Mat* plane : {&planes.x, &planes.y, &planes.z}) {
         *plane = nox::newPlane(height, width, CV_32F);
@@ -83,7 +83,7 @@ Planes pointPlanes(const NoxRangeImage& source, const Optics& optics, double ref
     forEachPixel(planes, [&](float x, float y, float& z) {
         z = x * toHeight[0] + y * toHeight[1] + z * toHeight[2] + toHeight[3];
     });
-    nox::BOX_MinXY_SIMDNEW(planes.x, planes.y, planes.z, &planes.minX, &planes.minY, width, height);
+    BOX_MinXY_SIMDNEW(planes.x, planes.y, planes.z, &planes.minX, &planes.minY, width, height);
     const float shiftX = 0.0f - planes.minX, shiftY = 0.0f - planes.minY;
     forEachPixel(planes, [&](float& x, float& y, float /*z*/) {
         x = x != 0.0f ? x + shiftX : x;
@@ -112,6 +112,11 @@ std::optional<int> enlarged(int side, float scale)
     return cells >= 1.0f ? nox::t32(cells) : 1;
 }
 
+bool threePlanesFit(int width, int height)
+{
+    return nox::memoryGrants(3 * sizeof(float) * static_cast<std::uint64_t>(nox::pixelCount(width, height)));
+}
+
 bool gridFits(int width, int height)
 {
     constexpr float perKilo = 0.0009765625f;
@@ -119,22 +124,28 @@ bool gridFits(int width, int height)
     if (static_cast<float>(width) * perKilo * (static_cast<float>(height) * perKilo) * 4.0f >
         static_cast<float>(freeMegabytes))
         return false;
-    const auto cells = static_cast<std::uint64_t>(nox::pixelCount(width, height));
-    return nox::memoryGrants(3 * sizeof(float) * cells);
+    return threePlanesFit(width, height);
 }
 
-/// Moves each pixel to its place on a grid, which is then brought to the size of the image.
-long regrid(const Planes& planes, const Optics& optics, const Depths& depths, int width, int height,
-            NoxRangeImage* output)
+/// The size of the grid of method 1; none when it or the points do not fit in memory.
+std::optional<cv::Size> enlargedGrid(const Depths& depths, int width, int height)
 {
     const auto scale = static_cast<float>(std::abs(depths.high / depths.low) * 0.9);
     const std::optional<int> gridWidth = enlarged(width, scale), gridHeight = enlarged(height, scale);
-    if (!gridWidth || !gridHeight || !gridFits(*gridWidth, *gridHeight)) return code::postureMemory;
+    if (!gridWidth || !gridHeight || !gridFits(*gridWidth, *gridHeight) || !threePlanesFit(width, height))
+        return std::nullopt;
+    return cv::Size(*gridWidth, *gridHeight);
+}
 
+/// Moves each pixel to its place on a grid, which is then brought to the size of the image.
+long regrid(const Planes& planes, const Optics& optics, const Depths& depths, cv::Size gridSize, int width, int height,
+            NoxRangeImage* output)
+{
     const double cellX = std::abs(depths.low) * optics.x, cellY = std::abs(depths.low) * optics.y;
     const double threshold = 3.0 * std::max(depths.mid * optics.y, depths.mid * optics.x);
-    PclToRangeTBBT1VoxelMaxHeight body(planes.x, planes.y, planes.z, *gridWidth, *gridHeight, static_cast<float>(cellY),
-                                       static_cast<float>(cellX), 0.0f, 0.0f, static_cast<float>(threshold));
+    PclToRangeTBBT1VoxelMaxHeight body(planes.x, planes.y, planes.z, gridSize.width, gridSize.height,
+                                       static_cast<float>(cellY), static_cast<float>(cellX), 0.0f, 0.0f,
+                                       static_cast<float>(threshold));
     body(tbb::blocked_range<std::size_t>(0, static_cast<std::size_t>(height)));  // in one piece: the order counts
     float* const sums = body.sum.ptr<float>();
     const float* const counts = body.count.ptr<float>();
@@ -157,6 +168,12 @@ long regrid(const Planes& planes, const Optics& optics, const Depths& depths, in
 
 }  // namespace
 
+long BOX_MinXY_SIMDNEW(cv::Mat& X, cv::Mat& Y, cv::Mat& Z, float* minX, float* minY, int width, int height)
+{
+    nox::minXY(X, Y, Z, minX, minY, width, height);
+    return code::success;
+}
+
 long Nox3DDataConvertAlg::NoxRangeImageTypeConvert(NoxRangeImage& source, NoxRangeImage* output,
                                                    const double* referenceDistance, int method, int width, int height)
 {
@@ -172,9 +189,14 @@ long Nox3DDataConvertAlg::NoxRangeImageTypeConvert(NoxRangeImage& source, NoxRan
     if (measured != code::success) return measured;
     if (depths.low == 0.0) depths.low = 0.1;
 
-    Planes planes = pointPlanes(source, optics, *referenceDistance);
-    if (method == 1) return regrid(planes, optics, depths, width, height, output);
-    relabel(std::move(planes), optics, depths, output);
+    if (method == 1) {
+        const std::optional<cv::Size> gridSize = enlargedGrid(depths, width, height);
+        if (!gridSize) return code::postureMemory;
+        return regrid(pointPlanes(source, optics, *referenceDistance), optics, depths, *gridSize, width, height,
+                      output);
+    }
+    if (!threePlanesFit(width, height)) throw std::bad_alloc();
+    relabel(pointPlanes(source, optics, *referenceDistance), optics, depths, output);
     return code::success;
 }
 

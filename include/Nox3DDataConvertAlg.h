@@ -9,9 +9,9 @@ class NoxROI;
 
 namespace NOXEL {
 
-/// The drivers of the conversions between range images and gray images, and between the forms of range images.
-/// Stateless. The façade has tested the arguments and catches what they throw; each is defined in the folder of its
-/// conversion. A `double*` is an optional output.
+/// The drivers behind Nox3DDataConvert: between range images and gray images, and between the forms of range images.
+/// They test no argument and let exceptions pass; the façade does both, so call that. Stateless, safe from any thread
+/// on separate outputs. A `double*` is an optional output. `imageType` other than 0 makes 16-bit grays.
 class NOX_EXPORT Nox3DDataConvertAlg
 {
 public:
@@ -43,12 +43,3 @@ public:
 };
 
 }  // namespace NOXEL
-
-namespace nox {
-
-struct StaticConfig;
-
-/// The configuration record that these drivers read.
-const StaticConfig& algorithmConfig() noexcept;
-
-}  // namespace nox

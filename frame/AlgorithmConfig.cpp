@@ -1,5 +1,3 @@
-#include "frame/Nox3DDataConvertAlg.h"
-
 #include "frame/StaticConfig.h"
 
 namespace nox {

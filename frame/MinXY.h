@@ -1,20 +1,23 @@
-#include "retype/MinXY.h"
+#pragma once
 
 #include "frame/Parallel.h"
 
 #include <immintrin.h>
+#include <opencv2/core.hpp>
 
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 
 namespace nox {
 
-namespace {
-
-constexpr float kNone = std::numeric_limits<float>::max();
-
+/// Reduction over rows to the smallest X and the smallest Y, each by itself, of the pixels whose Z is below 1e8 in
+/// absolute value; largest floats where there are none. The planes are CV_32F and at least `width` wide; a NaN in X or
+/// Y is passed over.
 struct BOX_SIMDMinXY
 {
+    static constexpr float kNone = std::numeric_limits<float>::max();
+
     const cv::Mat &x, &y, &z;
     int width;
     float minX = kNone, minY = kNone;
@@ -28,10 +31,10 @@ struct BOX_SIMDMinXY
     {
     }
 
-    void operator()(const tbb::blocked_range<int>& rows)
+    void operator()(const tbb::blocked_range<std::size_t>& rows)
     {
         __m256 lowX = _mm256_set1_ps(minX), lowY = _mm256_set1_ps(minY);
-        for (int row = rows.begin(); row != rows.end(); ++row) {
+        for (auto row = static_cast<int>(rows.begin()); row != static_cast<int>(rows.end()); ++row) {
             const float *xs = x.ptr<float>(row), *ys = y.ptr<float>(row), *zs = z.ptr<float>(row);
             int i = 0;
             for (; i <= width - 8; i += 8) {
@@ -70,15 +73,14 @@ private:
     }
 };
 
-}  // namespace
-
-long BOX_MinXY_SIMDNEW(cv::Mat& X, cv::Mat& Y, cv::Mat& Z, float* minX, float* minY, int width, int height)
+/// The two smallest coordinates of a block of the planes, as far as these go.
+inline void minXY(const cv::Mat& x, const cv::Mat& y, const cv::Mat& z, float* minX, float* minY, int width, int height)
 {
-    BOX_SIMDMinXY body(X, Y, Z, width);
-    parallelReduce(tbb::blocked_range<int>(0, std::max(height, 0), 1), body);
+    BOX_SIMDMinXY body(x, y, z, std::min({width, x.cols, y.cols, z.cols}));
+    const int rows = std::max(std::min({height, x.rows, y.rows, z.rows}), 0);
+    parallelReduce(tbb::blocked_range<std::size_t>(0, static_cast<std::size_t>(rows), 1), body);
     *minX = body.minX;
     *minY = body.minY;
-    return 0;
 }
 
 }  // namespace nox
