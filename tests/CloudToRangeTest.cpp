@@ -1,56 +1,27 @@
+#include "tests/support/Samples.h"
+
 #include <CloudToRangeBodies.h>
 #include <MBox.h>
-#include <Nox3DDataConvert.h>
 
-#include <gtest/gtest.h>
 #include <oneapi/tbb/global_control.h>
 
-#include <cmath>
-#include <cstring>
 #include <functional>
-#include <limits>
 #include <random>
-#include <vector>
 
 #include "cloud_to_range/GaussianWeights.h"
-#include "tests/support/Replacements.h"
 
 namespace {
 
+using namespace samples;
 using NOXEL3D::MMatrix3;
 using NOXEL3D::MMatrix4;
 using NOXEL3D::MVector3d;
 using NOXEL3D::MVector3f;
 using Range = tbb::blocked_range<std::size_t>;
 using Points = std::vector<NoxVector3d>;
-using Floats = std::vector<float>;
 using Bytes = std::vector<unsigned char>;
 
-constexpr float kNone = -3.4028234663852886e38f;
-constexpr float kMarker = 3.4028234663852886e38f;
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-
 const NoxMatrix4 kIdentity(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
-
-NoxPointCloud cloudOf(const Points& points, const Bytes& colorBytes = {}, int channels = 1)
-{
-    NoxVector3dArray array;
-    for (const NoxVector3d& p : points) array.Append(p);
-    NoxPointCloud cloud;
-    cloud.SetPoints(array);
-    NoxColorArray colors;
-    colors.SetSize(static_cast<int>(colorBytes.size()) / channels, 1, channels);
-    std::copy(colorBytes.begin(), colorBytes.end(), colors.Matrix().data);
-    cloud.SetColors(colors);
-    return cloud;
-}
-
-Floats heightsOf(const NoxRangeImage& image)
-{
-    const auto* data = reinterpret_cast<const float*>(image.Data());
-    return Floats(data, data + image.Width() * image.Height());
-}
 
 long bySize(NoxPointCloud cloud, NoxRangeImage* result, int width, int height, NoxMatrix4 pose = kIdentity)
 {
@@ -130,38 +101,29 @@ TEST(CloudToRange, LaysTheGridOverTheBox)
     const NoxPointCloud cloud = cloudOf({{3, -4, 1}, {13, 16, 2}});  // 10 along x, 20 along y
     const NoxMatrix4 moved(1, 0, 0, 70, 0, 1, 0, -80, 0, 0, 1, 90, 0, 0, 0, 1);
     const NoxMatrix4 exchanged(0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
-    const struct
-    {
-        const char* rule;
-        std::function<long(NoxRangeImage*)> call;
-        int width, height;
-        double resolutionX, offsetX, resolutionY, offsetY, offsetZ;
-    } rows[] = {
-        {"size", [&](auto* r) { return bySize(cloud, r, 41, 11); }, 41, 11, 0.5, 8, 1, -3, -1},
-        {"size, offsets in float", [&](auto* r) { return bySize(cloud, r, 4, 4); }, 4, 4, double(20.0f / 3),
-         double(4.0f / (20.0f / 3)), double(10.0f / 3), double(-3.0f / (10.0f / 3)), -1},
-        {"resolution", [&](auto* r) { return byResolution(cloud, r, 3, 0.3); }, 7, 34, 3, 4.0 / 3, 0.3, -3 / 0.3, 1},
-        {"direction, as float", [&](auto* r) { return along(cloud, r, 3, 0.3); }, 7, 34, 3, 4.0 / 3, double(0.3f),
-         -3 / double(0.3f), 1},
-        {"no translation", [&](auto* r) { return bySize(cloud, r, 41, 11, moved); }, 41, 11, 0.5, 8, 1, -3, -1},
-        {"columns along x", [&](auto* r) { return bySize(cloud, r, 41, 11, exchanged); }, 41, 11, 0.25, -12, 2, 2, -1},
-        {"direction of length 2",
-         [&](auto* r) {
-             return along(cloud, r, 3, 5, {0, 0, 2});
-         },
-         7, 3, 3, 4.0 / 3, 5, -0.6, 2},
-    };
-    for (const auto& r : rows) {
+    const std::tuple<const char*, std::function<long(NoxRangeImage*)>, int, int, double, double, double, double, double>
+        rows[] = {
+            {"size", [&](auto* r) { return bySize(cloud, r, 41, 11); }, 41, 11, 0.5, 8, 1, -3, -1},
+            {"size, offsets in float", [&](auto* r) { return bySize(cloud, r, 4, 4); }, 4, 4, double(20.0f / 3),
+             double(4.0f / (20.0f / 3)), double(10.0f / 3), double(-3.0f / (10.0f / 3)), -1},
+            {"resolution", [&](auto* r) { return byResolution(cloud, r, 3, 0.3); }, 7, 34, 3, 4.0 / 3, 0.3, -3 / 0.3,
+             1},
+            {"direction, as float", [&](auto* r) { return along(cloud, r, 3, 0.3); }, 7, 34, 3, 4.0 / 3, double(0.3f),
+             -3 / double(0.3f), 1},
+            {"no translation", [&](auto* r) { return bySize(cloud, r, 41, 11, moved); }, 41, 11, 0.5, 8, 1, -3, -1},
+            {"columns along x", [&](auto* r) { return bySize(cloud, r, 41, 11, exchanged); }, 41, 11, 0.25, -12, 2, 2,
+             -1},
+            {"direction of length 2", [&](auto* r) { return along(cloud, r, 3, 5, NoxVector3d(0, 0, 2)); }, 7, 3, 3,
+             4.0 / 3, 5, -0.6, 2},
+        };
+    for (const auto& [rule, call, width, height, resolutionX, offsetX, resolutionY, offsetY, offsetZ] : rows) {
         NoxRangeImage image;
-        ASSERT_EQ(r.call(&image), 0) << r.rule;
-        EXPECT_EQ(image.Width(), r.width) << r.rule;
-        EXPECT_EQ(image.Height(), r.height) << r.rule;
-        EXPECT_EQ(image.DataType(), NoxDataType32F) << r.rule;
-        EXPECT_EQ(image.ColorData(), nullptr) << r.rule;
-        const double info[] = {image.ResolutionX(), image.OffsetX(), image.ResolutionY(),
-                               image.OffsetY(),     image.OffsetZ(), image.ResolutionZ()};
-        const double expected[] = {r.resolutionX, r.offsetX, r.resolutionY, r.offsetY, r.offsetZ, 1.0};
-        for (int i = 0; i < 6; ++i) EXPECT_EQ(info[i], expected[i]) << r.rule << ", number " << i;
+        ASSERT_EQ(call(&image), 0) << rule;
+        EXPECT_EQ(image.Matrix().size(), cv::Size(width, height)) << rule;
+        EXPECT_EQ(image.DataType(), NoxDataType32F) << rule;
+        EXPECT_EQ(image.ColorData(), nullptr) << rule;
+        EXPECT_EQ(gridOf(image), std::vector<double>({resolutionX, offsetX, resolutionY, offsetY, 1.0, offsetZ}))
+            << rule;
     }
 
     NoxRangeImage one;
@@ -173,13 +135,8 @@ TEST(CloudToRange, LaysTheGridOverTheBox)
 TEST(CloudToRange, TellsBoxesThatGiveNoGrid)
 {
     const NoxVector3d a(0, 0, 0), b(2, 3, 4);
-    const struct
-    {
-        const char* rule;
-        Points points;
-        long size, resolution;
-    } rows[] = {
-        {"a marker", {a, b, {1, 1, kMarker}}, 30602017, 30602024},
+    const std::tuple<const char*, Points, long, long> rows[] = {
+        {"a marker", {a, b, {1, 1, kLargest}}, 30602017, 30602024},
         {"nothing but NaN", {{kNaN, kNaN, kNaN}}, 30602017, 30602024},
         {"an infinity", {a, b, {1, -kInfinity, 1}}, 30602017, 30602024},
         {"an edge beyond float", {{-3e38f, 0, 0}, {3e38f, 3, 4}}, 30602017, 30602024},
@@ -188,12 +145,12 @@ TEST(CloudToRange, TellsBoxesThatGiveNoGrid)
         {"flat is no fault", {a, {2, 3, 0}}, 0, 0},
         {"a NaN among numbers is no fault", {a, {kNaN, 1, 1}, {1, kNaN, 1}, {1, 1, kNaN}, b}, 0, 0},
     };
-    for (const auto& r : rows) {
+    for (const auto& [rule, points, size, resolution] : rows) {
         NoxRangeImage image;
-        EXPECT_EQ(bySize(cloudOf(r.points), &image, 5, 4), r.size) << r.rule;
-        EXPECT_EQ(byResolution(cloudOf(r.points), &image, 0.5, 0.5), r.resolution) << r.rule;
-        if (r.size == 0) {
-            EXPECT_EQ(heightsOf(image)[0], 0.0f) << r.rule;
+        EXPECT_EQ(bySize(cloudOf(points), &image, 5, 4), size) << rule;
+        EXPECT_EQ(byResolution(cloudOf(points), &image, 0.5, 0.5), resolution) << rule;
+        if (size == 0) {
+            EXPECT_EQ(heightsOf(image)[0], 0.0f) << rule;
         }
     }
 }
@@ -201,13 +158,7 @@ TEST(CloudToRange, TellsBoxesThatGiveNoGrid)
 TEST(CloudToRange, AsksForMemoryFromAGridSizeOn)
 {
     const NoxPointCloud cloud = cloudOf({{0, 0, 1}, {1e6f, 2e6f, 2}});
-    const struct
-    {
-        const char* rule;
-        std::function<long(NoxRangeImage*)> call;
-        unsigned long long available;
-        int queries;
-    } rows[] = {
+    const std::tuple<const char*, std::function<long(NoxRangeImage*)>, unsigned long long, int> rows[] = {
         {"too many columns are never asked for", [&](auto* r) { return byResolution(cloud, r, 1e-9, 1e5); }, 0, 0},
         {"too many rows", [&](auto* r) { return byResolution(cloud, r, 1e5, 1e-9); }, 0, 0},
         {"17300 x 17300 only before the heights", [&](auto* r) { return bySize(cloud, r, 17300, 17300); }, 0, 1},
@@ -216,44 +167,10 @@ TEST(CloudToRange, AsksForMemoryFromAGridSizeOn)
         {"a thin grid", [&](auto* r) { return bySize(cloud, r, 2, 2147483647); }, 1000000000, 1},
         {"the largest grid", [&](auto* r) { return bySize(cloud, r, 2147483647, 2147483647); }, 1ull << 50, 1},
     };
-    for (const auto& r : rows) {
-        const replaced::MemoryScope memory(r.available);
-        expectRefused(r.rule, 30602012, r.call);
-        EXPECT_EQ(memory.queries(), r.queries) << r.rule;
-    }
-}
-
-TEST(CloudToRange, KeepsTheTopSurface)
-{
-    // Cells of 1 x 1, so heights up to 2 apart are averaged. The cells that the corners reach are left alone.
-    const float far = 1e8f - 8;  // the float below 1e8
-    const struct
-    {
-        const char* rule;
-        Floats heights;
-        float expected;
-    } rows[] = {
-        {"mean", {5, 6}, 5.5f},
-        {"a higher surface", {5, 8}, 8},
-        {"in any order", {8, 5}, 8},
-        {"just near enough", {5, 7}, 6},
-        {"just too far", {5, 7.0000005f}, 7.0000005f},
-        {"replaced, then averaged", {5, 9, 8, 6}, 8.5f},
-        {"too high", {1e8f, 5}, 5},
-        {"too low", {-1e8f, 5}, 5},
-        {"high enough", {far, 5}, far},
-        {"below the first reference", {-1000003}, kNone},
-        {"near the first reference", {-1000002}, -1000002},
-        {"no number", {kNaN, 5, kNaN}, 5},
-    };
-    for (const auto& r : rows) {
-        Points points{{0, 0, 1}, {6, 9, 1}};
-        for (float z : r.heights) points.emplace_back(3.25f, 4.5f, z);
-        NoxRangeImage image;
-        ASSERT_EQ(byResolution(cloudOf(points), &image, 1, 1), 0) << r.rule;
-        const Floats heights = heightsOf(image);
-        for (int c : {34, 35, 44, 45}) EXPECT_FLOAT_EQ(heights[static_cast<std::size_t>(c)], r.expected) << r.rule;
-        for (int c : {33, 36, 43, 46, 24, 54}) EXPECT_EQ(heights[static_cast<std::size_t>(c)], kNone) << r.rule;
+    for (const auto& [rule, call, available, queries] : rows) {
+        const replaced::MemoryScope memory(available);
+        expectRefused(rule, 30602012, call);
+        EXPECT_EQ(memory.queries(), queries) << rule;
     }
 }
 
@@ -341,6 +258,21 @@ Points scan(int rows, int columns, bool shuffled)
     return points;
 }
 
+/// Spots 4 apart along x with the heights that meet there; in cells of 1 x 1 those up to 2 apart are averaged.
+Points spots()
+{
+    const Floats heights[] = {{5, 6},                                          // averaged
+                              {5, 8},          {8, 5},          {5, 9, 8, 6},  // the higher surface, in any order
+                              {5, 7},          {5, 7.0000005f},                // just near enough, just too far
+                              {1e8f, 5},       {-1e8f, 5},      {1e8f - 8, 5},
+                              {kNaN, 5, kNaN},               // no heights but for the third
+                              {-1000003},      {-1000002}};  // below the first reference, near it
+    Points points{{0, 0, 1}, {60, 9, 1}};
+    for (const Floats& spot : heights)
+        for (const float z : spot) points.emplace_back(3.25f + 4.0f * static_cast<float>(&spot - heights), 4.5f, z);
+    return points;
+}
+
 TEST(CloudToRange, EqualsOnePointAfterTheOtherOnAnyNumberOfThreads)
 {
     const double c = std::cos(0.3), s = std::sin(0.3);
@@ -353,16 +285,10 @@ TEST(CloudToRange, EqualsOnePointAfterTheOtherOnAnyNumberOfThreads)
     for (NoxVector3d& p : lifted) p = {p.X(), p.Y(), p.Z() + 5};
     const NoxVector3d opposite(-0.3f, 0.2f, 0.9f);
     const MMatrix3 oppositeAxes(0, 1, 0, 1, 0, 0, opposite.X(), opposite.Y(), opposite.Z());
-    const struct
-    {
-        const char* rule;
-        Points points;
-        int channels;
-        MMatrix3 axes;
-        std::function<long(NoxPointCloud, NoxRangeImage*)> call;
-    } rows[] = {
+    const std::tuple<const char*, Points, int, MMatrix3, std::function<long(NoxPointCloud, NoxRangeImage*)>> rows[] = {
         {"scan", scan(300, 500, false), 0, upright, [&](auto p, auto* r) { return byResolution(p, r, 0.25, 0.5); }},
         {"shuffled", scan(300, 500, true), 0, upright, [&](auto p, auto* r) { return byResolution(p, r, 0.25, 0.5); }},
+        {"the top surface", spots(), 0, upright, [&](auto p, auto* r) { return byResolution(p, r, 1, 1); }},
         {"by size", scan(90, 70, true), 0, tiltedAxes, [&](auto p, auto* r) { return bySize(p, r, 233, 61, tilted); }},
         {"frame not orthonormal: positions beside the grid", lifted, 0, obliqueAxes,
          [&](auto p, auto* r) { return along(p, r, 0.3, 0.4, oblique); }},
@@ -376,21 +302,20 @@ TEST(CloudToRange, EqualsOnePointAfterTheOtherOnAnyNumberOfThreads)
         {"three channels", scan(200, 300, true), 3, upright, [&](auto p, auto* r) { return bySize(p, r, 80, 111); }},
         {"four channels", lifted, 4, oppositeAxes, [&](auto p, auto* r) { return along(p, r, 0.3, 0.4, opposite); }},
     };
-    for (const auto& r : rows) {
-        Bytes bytes(r.points.size() * static_cast<std::size_t>(r.channels));
+    for (const auto& [rule, points, channels, axes, call] : rows) {
+        Bytes bytes(points.size() * static_cast<std::size_t>(channels));
         for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i % 11 ? 37 * i : 255);
-        const NoxPointCloud cloud = cloudOf(r.points, bytes, std::max(r.channels, 1));
+        const NoxPointCloud cloud = cloudOf(points, bytes, std::max(channels, 1));
         for (const int threads : {1, 2, 16}) {
             const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
                                             static_cast<std::size_t>(threads));
             NoxRangeImage image;
-            ASSERT_EQ(r.call(cloud, &image), 0) << r.rule;
-            const Plain plain(r.points, bytes, r.channels, r.axes, image);
-            ASSERT_EQ(plain.heights.size(), image.Matrix().total()) << r.rule;
-            EXPECT_EQ(std::memcmp(plain.heights.data(), image.Data(), 4 * plain.heights.size()), 0) << r.rule;
-            ASSERT_EQ(plain.colors.size(), image.ColorMatrix().total() * static_cast<std::size_t>(r.channels))
-                << r.rule;
-            EXPECT_TRUE(std::equal(plain.colors.begin(), plain.colors.end(), image.ColorData())) << r.rule;
+            ASSERT_EQ(call(cloud, &image), 0) << rule;
+            const Plain plain(points, bytes, channels, axes, image);
+            ASSERT_EQ(plain.heights.size(), image.Matrix().total()) << rule;
+            EXPECT_EQ(std::memcmp(plain.heights.data(), image.Data(), 4 * plain.heights.size()), 0) << rule;
+            ASSERT_EQ(plain.colors.size(), image.ColorMatrix().total() * static_cast<std::size_t>(channels)) << rule;
+            EXPECT_TRUE(std::equal(plain.colors.begin(), plain.colors.end(), image.ColorData())) << rule;
         }
     }
 }
@@ -416,47 +341,26 @@ TEST(CloudToRange, WeightsAreThoseOfTheLibrarysExponential)
     }
 }
 
-TEST(CloudToRange, ComesBackAsTheSamePoints)
-{
-    Points points;
-    for (int i = 0; i < 6; ++i)
-        for (int j = 0; j < 5; ++j)  // four cells apart, so that no cell is shared
-            points.emplace_back(-7 + 2.0f * static_cast<float>(i), 3 + static_cast<float>(j),
-                                10.0f * static_cast<float>(i) + static_cast<float>(j));
-    NoxRangeImage image;
-    ASSERT_EQ(byResolution(cloudOf(points), &image, 0.25, 0.5), 0);
-    NoxPointCloud back;
-    ASSERT_EQ(NOXEL::Nox3DDataConvert().RangeImageToPointCloud(image, &back), 0);
-    for (const NoxVector3d& p : points) {
-        float nearest = kInfinity;
-        for (int i = 0; i < back.Length(); ++i) {
-            const float* q = back.PointData() + 3 * i;
-            nearest = std::min(nearest, std::hypot(q[0] - p.X(), q[1] - p.Y(), q[2] - p.Z()));
-        }
-        EXPECT_LT(nearest, 1e-5f) << p.X() << ' ' << p.Y();
-    }
-}
-
 TEST(CloudToRangeBodies, BoxAndPositions)
 {
-    const Floats cloud{1, 2, 3, 4, -5, kMarker, kNaN, 8, 9, -6, 7, -1};
+    const Floats cloud{1, 2, 3, 4, -5, kLargest, kNaN, 8, 9, -6, 7, -1};
     const MMatrix3 exchange(0, 1, 0, 1, 0, 0, 0, 0, 1);
     NOXEL::AABB_box box(cloud.data(), &exchange), rest(box, tbb::split());
     box(tbb::blocked_range<int>(0, 1));
     rest(tbb::blocked_range<int>(1, 4));
     box.join(rest);
     EXPECT_EQ(box.min, MVector3f(-5, -6, -1));
-    EXPECT_EQ(box.max, MVector3f(7, 4, kMarker));
+    EXPECT_EQ(box.max, MVector3f(7, 4, kLargest));
 
     const MMatrix4 toBox(0, 1, 0, -1, 1, 0, 0, 5, 0, 0, 1, 9, 0, 0, 0, 1);
-    const Floats points{7, 3, 8, 1, 2, kMarker};
+    const Floats points{7, 3, 8, 1, 2, kLargest};
     NOXEL3D::MVector3fArray positions(2, MVector3f(-1, -2, -3));
     NOXEL::PointCloudToRangeImageRasterizationNew(points.data(), &positions, toBox, 4, 3)(Range(0, 2));
     EXPECT_EQ(positions[0], MVector3f(0.5f, 4, 8));
     EXPECT_EQ(positions[1], MVector3f(-1, -2, -3));
     float x[2], y[2], z[2];
     NOXEL::PointCloudToRangeImageRasterizationNewCUDA(points.data(), x, y, z, toBox, 4, 3)(Range(0, 2));
-    EXPECT_EQ(MVector3f(x[1], y[1], z[1]), MVector3f(0.25f, 2, kMarker));
+    EXPECT_EQ(MVector3f(x[1], y[1], z[1]), MVector3f(0.25f, 2, kLargest));
 
     Floats grid(12, 1.0f);
     NOXEL::PointCloudToRangeImageInitRangeImg(grid.data(), 4)(Range(1, 2));
@@ -466,12 +370,7 @@ TEST(CloudToRangeBodies, BoxAndPositions)
 TEST(CloudToRangeBodies, RegistrationSpreadsOverFourCells)
 {
     const auto w = [](double r2) { return static_cast<float>(std::exp(-2.0 * r2)); };
-    const struct
-    {
-        const char* rule;
-        MVector3f position;
-        Floats weights;  // of a grid 3 wide and 2 high
-    } rows[] = {
+    const std::tuple<const char*, MVector3f, Floats> rows[] = {
         {"on a cell", {1, 0, 5}, {0, 1, w(1), 0, w(1), w(2)}},
         {"last column", {2, 0.5f, 5}, {0, 0, w(0.25), 0, 0, w(0.25)}},
         {"last cell", {2.5f, 1.5f, 5}, {0, 0, 0, 0, 0, w(0.5)}},
@@ -483,11 +382,11 @@ TEST(CloudToRangeBodies, RegistrationSpreadsOverFourCells)
         {"beyond int", {0, 3e9f, 5}, Floats(6)},
         {"infinite", {-kInfinity, 0, 5}, Floats(6)},
     };
-    for (const auto& r : rows) {
-        MVector3f position = r.position;
-        NOXEL::PCtoRIRegisterPointNew body(3, 2, &position, 2.0);
+    for (const auto& [rule, position, weights] : rows) {
+        MVector3f point = position;
+        NOXEL::PCtoRIRegisterPointNew body(3, 2, &point, 2.0);
         body(Range(0, 1));
-        EXPECT_EQ(Floats(body.weightsData, body.weightsData + 6), r.weights) << r.rule;
+        EXPECT_EQ(Floats(body.weightsData, body.weightsData + 6), weights) << rule;
     }
 }
 

@@ -1,22 +1,15 @@
-#include <Nox3DDataConvert.h>
+#include "tests/support/Samples.h"
+
 #include <RangeImagePtr.h>
 
-#include <gtest/gtest.h>
-
-#include <opencv2/core.hpp>
-
-#include <algorithm>
 #include <cstdint>
-#include <cstring>
-#include <limits>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
-#include <vector>
 
 namespace {
 
-constexpr int kMax = std::numeric_limits<int>::max();
+using namespace samples;
 
 /// 3 wide, 2 high, 16-bit, all pixels 7; colours of 3 channels, all 9.
 NoxRangeImage filled()
@@ -27,15 +20,12 @@ NoxRangeImage filled()
     image.Matrix() = 7;
     image.ColorMatrix().setTo(cv::Scalar::all(9));
     image.SetType(1);
-    image.SetInfo(1, 2, 3, 4, 5, 6);
-    NoxVarArray parameters;
-    parameters.SetSize(6);
-    for (int i = 0; i < 6; ++i) parameters[i] = 10.0 + i;
-    image.SetInfo(parameters);
+    image.SetInfo(5, 6, 1, 2, 3, 4);
+    setParameters(image, {10, 11, 12, 13, 14, 15});
     return image;
 }
 
-int pixel(const NoxRangeImage& image) { return reinterpret_cast<const unsigned short*>(image.Data())[5]; }
+int pixel(const NoxRangeImage& image) { return pixels<unsigned short>(image)[5]; }
 
 TEST(Containers, FirstMemberPointsToTheMatrix)
 {
@@ -66,12 +56,8 @@ TEST(Containers, CopyShowsAllAndSharesPixels)
     EXPECT_EQ(2, copy.Height());
     EXPECT_EQ(2, copy.DataType());
     EXPECT_EQ(1, copy.Type());
-    const double info[] = {copy.ResolutionZ(), copy.OffsetZ(),     copy.ResolutionX(),
-                           copy.OffsetX(),     copy.ResolutionY(), copy.OffsetY()};
-    for (int i = 0; i < 6; ++i) {
-        EXPECT_EQ(1.0 + i, info[i]);
-        EXPECT_EQ(10.0 + i, copy.GetParaValue(i).D());
-    }
+    EXPECT_EQ(std::vector<double>({1, 2, 3, 4, 5, 6}), gridOf(copy));
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(10.0 + i, copy.GetParaValue(i).D());
     EXPECT_THROW(copy.GetParaValue(6), std::out_of_range);
 
     NoxRangeImage deep = copy.DeepCopy();
@@ -88,30 +74,24 @@ TEST(Containers, CopyShowsAllAndSharesPixels)
 
 TEST(Containers, SizingLeavesSharersAndKeepsWhatIsNotPixels)
 {
-    struct Row
-    {
-        const char* rule;
-        int width, height, dataType;
-        bool keepsColors;
-    };
-    const Row rows[] = {{"the same grid", 3, 2, 2, true},
-                        {"another element type", 3, 2, 5, true},
-                        {"as many pixels, another grid", 2, 3, 2, false},
-                        {"empty", 0, 0, 2, false}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.rule);
+    const std::tuple<const char*, int, int, int, bool> rows[] = {{"the same grid", 3, 2, 2, true},
+                                                                 {"another element type", 3, 2, 5, true},
+                                                                 {"as many pixels, another grid", 2, 3, 2, false},
+                                                                 {"empty", 0, 0, 2, false}};
+    for (const auto& [rule, width, height, dataType, keepsColors] : rows) {
+        SCOPED_TRACE(rule);
         NoxRangeImage image = filled();
         NoxRangeImageArray array;
         array.Append(image);
-        array[0].SetSize(row.width, row.height, row.dataType);
+        array[0].SetSize(width, height, dataType);
         if (array[0].Data()) std::fill_n(array[0].Data(), 12, std::uint8_t{1});
-        if (row.keepsColors) array[0].SetColorSize(3, 2, 3), array[0].ColorData()[0] = 1;
+        if (keepsColors) array[0].SetColorSize(3, 2, 3), array[0].ColorData()[0] = 1;
         EXPECT_EQ(7, pixel(image));
         EXPECT_EQ(9, image.ColorData()[0]);
-        EXPECT_EQ(row.width, array[0].Width());
-        EXPECT_EQ(row.keepsColors, array[0].ColorData() != nullptr);
+        EXPECT_EQ(width, array[0].Width());
+        EXPECT_EQ(keepsColors, array[0].ColorData() != nullptr);
         EXPECT_EQ(1, array[0].Type());
-        EXPECT_EQ(6.0, array[0].OffsetY());
+        EXPECT_EQ(6.0, array[0].OffsetZ());
 
         const cv::Mat header = image.Matrix();  // somebody who works on the matrix itself is a sharer too
         image.SetSize(3, 2, 2);
@@ -154,7 +134,7 @@ TEST(Containers, BadSizesThrowAndChangeNothing)
     NoxVarArray parameters;
     EXPECT_THROW(image.SetSize(-1, 2, 2), std::length_error);
     EXPECT_THROW(image.SetSize(2, -1, 2), std::length_error);
-    EXPECT_THROW(image.SetSize(kMax, kMax, 6), std::length_error);
+    EXPECT_THROW(image.SetSize(INT_MAX, INT_MAX, 6), std::length_error);
     EXPECT_THROW(image.SetSize(3, 2, 7), std::invalid_argument);
     EXPECT_THROW(image.SetSize(3, 2, -1), std::invalid_argument);
     EXPECT_THROW(image.SetColorSize(3, -2, 3), std::length_error);
@@ -241,40 +221,31 @@ TEST(Containers, OneImageIsReadAndCopiedFromManyThreads)
     EXPECT_EQ(image.Data(), last.Data());
 }
 
-template <class T>
-void checkRangeImagePtr(int code, double invalid, double low, double high)
-{
-    SCOPED_TRACE(code);
-    NoxRangeImage image;
-    image.SetSize(3, 2, code);
-    T* data = reinterpret_cast<T*>(image.Data());
-    std::fill_n(data, 6, T(1));
-    NOXEL::RangeImagePtr pixels(image);
-    EXPECT_TRUE(pixels.isValid(5));
-    pixels.inValidate(5);
-    EXPECT_EQ(invalid, static_cast<double>(data[5]));
-    EXPECT_FALSE(pixels.isValid(5));
-    EXPECT_EQ(invalid, pixels.GetValue(5));
-    const bool integer = std::is_integral_v<T>;
-    const double in[] = {2.5, 3.5, -1e9, 1e9, 3e9, std::numeric_limits<double>::quiet_NaN()};
-    const double out[] = {integer ? 2 : 2.5, integer ? 4 : 3.5, low, high, integer ? invalid : 3e9, invalid};
-    for (int i = 0; i < (integer ? 6 : 5); ++i) {
-        pixels.ReplaceValue(0, in[i]);
-        EXPECT_EQ(out[i], pixels.GetValue(0)) << in[i];
-    }
-    EXPECT_EQ(1.0, pixels.GetValue(1));
-    for (int outside : {-1, 6}) EXPECT_THROW(pixels.ReplaceValue(outside, 0), std::out_of_range);
-}
-
 TEST(Containers, RangeImagePtrServesAllTypes)
 {
-    checkRangeImagePtr<unsigned char>(0, 0, 0, 255);
-    checkRangeImagePtr<signed char>(1, -128, -128, 127);
-    checkRangeImagePtr<unsigned short>(2, 0, 0, 65535);
-    checkRangeImagePtr<short>(3, -32768, -32768, 32767);
-    checkRangeImagePtr<int>(4, -2147483648.0, -1e9, 1e9);
-    checkRangeImagePtr<float>(5, -3.4028234663852886e38, -1e9, 1e9);
-    checkRangeImagePtr<double>(6, -1.7976931348623157e308, -1e9, 1e9);
+    forEachElement([](auto tag) {
+        using T = typename decltype(tag)::type;
+        using Limits = std::numeric_limits<T>;
+        const NoxRangeImage image = imageOf<T>(3, 2, [](int, int) { return 1; });
+        NOXEL::RangeImagePtr pointer(image);
+        EXPECT_TRUE(pointer.isValid(5));
+        pointer.inValidate(5);
+        EXPECT_EQ(nox::Element<T>::invalid, pixels<T>(image)[5]);
+        EXPECT_FALSE(pointer.isValid(5));
+        const double invalid = static_cast<double>(nox::Element<T>::invalid);
+        EXPECT_EQ(invalid, pointer.GetValue(5));
+        const bool integer = std::is_integral_v<T>;
+        const double low = std::max(-1e9, static_cast<double>(Limits::lowest())),
+                     high = std::min(1e9, static_cast<double>(Limits::max()));
+        const double in[] = {2.5, 3.5, -1e9, 1e9, 3e9, kNaN};
+        const double out[] = {integer ? 2 : 2.5, integer ? 4 : 3.5, low, high, integer ? invalid : 3e9, invalid};
+        for (int i = 0; i < (integer ? 6 : 5); ++i) {
+            pointer.ReplaceValue(0, in[i]);
+            EXPECT_EQ(out[i], pointer.GetValue(0)) << in[i];
+        }
+        EXPECT_EQ(1.0, pointer.GetValue(1));
+        for (int outside : {-1, 6}) EXPECT_THROW(pointer.ReplaceValue(outside, 0), std::out_of_range);
+    });
 }
 
 }  // namespace

@@ -1,15 +1,6 @@
-#include <Nox3DDataConvert.h>
 #include <PostureBodies.h>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <limits>
-#include <string>
-#include <vector>
-
 #include "tests/support/DeviceSupport.h"
-#include "tests/support/Replacements.h"
 
 namespace {
 
@@ -35,7 +26,7 @@ TEST(DevicePosture, AgainstTheHostsMerge)
     };
     for (const Runtime* runtime : runtimes())
         for (const auto& r : rows) {
-            auto images = arrayOf({imageOf(3, r.heights, r.rx, r.ox)});
+            auto images = arrayOf<NoxRangeImageArray>({imageOf(3, r.heights, r.rx, r.ox)});
             auto poses = posesOf({Pose::eye()});
             NoxRangeImage device, host;
             ASSERT_EQ(merge(*runtime, {images[0]}, {Pose::eye()}, {4, 3}, r.result, &device), 0);
@@ -78,7 +69,7 @@ TEST(DevicePostureFacade, TakesTheRoutes)
     };
     for (const auto& r : rows) {
         const replaced::LogScope log;
-        auto images = arrayOf(r.images);
+        auto images = arrayOf<NoxRangeImageArray>(r.images);
         auto poses = posesOf(std::vector<Pose>(r.images.size(), Pose::eye()));
         NoxRangeImage result;
         const long code = missing && r.onDevice ? 30602013 : r.refused;

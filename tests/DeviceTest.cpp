@@ -1,18 +1,8 @@
 #include <CloudToRangeBodies.h>
-#include <Nox3DDataConvert.h>
 
-#include <gtest/gtest.h>
 #include <oneapi/tbb/global_control.h>
 
-#include <algorithm>
-#include <climits>
-#include <cmath>
-#include <limits>
-#include <string>
-#include <vector>
-
 #include "tests/support/DeviceSupport.h"
-#include "tests/support/Replacements.h"
 
 namespace {
 
@@ -21,9 +11,6 @@ namespace kernel = nox::device::kernel;
 using namespace device_test;
 using Bytes = std::vector<unsigned char>;
 using Points = std::vector<NOXEL3D::MVector3f>;
-
-constexpr float kFar = 3.4028234663852886e38f;
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 Floats back(nox::device::Session& session, const nox::device::Buffer<float>& buffer, std::size_t count)
 {
@@ -47,8 +34,8 @@ long spread(const Runtime& runtime, const Points& points, const Bytes& colors, N
 
 TEST(Device, NearestPixelTakesHalvesAwayFromZero)
 {
-    const Floats positions{2.5f,  -2.5f, 0.49f, -0.49f,     0.49999997f,   10.4f, 10.6f,
-                           -1.6f, -0.5f, kNaN,  8388609.0f, 2147483520.0f, -kFar, 2147483648.0f};
+    const Floats positions{2.5f,  -2.5f, 0.49f, -0.49f,     0.49999997f,   10.4f,     10.6f,
+                           -1.6f, -0.5f, kNaN,  8388609.0f, 2147483520.0f, -kLargest, 2147483648.0f};
     std::vector<int> pixels;
     for (const float position : positions) pixels.push_back(nox::device::nearestPixel(position));
     EXPECT_EQ(pixels,
@@ -59,14 +46,14 @@ TEST(Device, PosesLeaveMarkedCellsOut)
 {
     for (const Runtime* runtime : runtimes()) {
         nox::device::Session s(*runtime);
-        const Floats x{3, 4, 5}, z{2, kFar, 1e8f};
+        const Floats x{3, 4, 5}, z{2, kLargest, 1e8f};
         const auto run = [&](const auto& correct, auto... place) {
             const auto X = s.uploaded(x.data(), 3), Y = s.uploaded(x.data(), 3), Z = s.uploaded(z.data(), 3);
             s.run(correct, Shape::pixels(3, 1), X.get(), Y.get(), Z.get(), 0.0f, 1.0f, 0.0f, 10.0f, 1.0f, 0.0f, 0.0f,
-                  0.0f, 0.0f, 0.0f, 1.0f, 0.0f, kFar, place..., 3, 1, 3, 0);
+                  0.0f, 0.0f, 0.0f, 1.0f, 0.0f, kLargest, place..., 3, 1, 3, 0);
             return back(s, X, 3);
         };
-        EXPECT_EQ(run(kernel::PclCorrect0), (Floats{13, kFar, kFar}));
+        EXPECT_EQ(run(kernel::PclCorrect0), (Floats{13, kLargest, kLargest}));
         EXPECT_EQ(run(kernel::NPclCorrect, 0, 0), (Floats{13, 4, 15}));
     }
 }
@@ -78,18 +65,18 @@ TEST(Device, SmallestCoordinatesOfEveryBlock)
         for (const std::size_t width : {3u, 700u, 1024u, 1500u})
             for (const bool replacesZero : {false, true}) {
                 const std::size_t pixels = width * height, blocks = (pixels + 1023) / 1024;
-                Floats x(stride * height, -1e30f), want(blocks, kFar);
+                Floats x(stride * height, -1e30f), want(blocks, kLargest);
                 for (std::size_t i = 0; i < pixels; ++i) {
                     const auto value = static_cast<float>(i * 7919 % 1021);  // 0 in most blocks
                     x[i / width * stride + i % width] = value;
                     want[i / 1024] = std::min(want[i / 1024], value);
                 }
-                if (replacesZero) std::replace(want.begin(), want.end(), 0.0f, kFar);
+                if (replacesZero) std::replace(want.begin(), want.end(), 0.0f, kLargest);
                 nox::device::Session s(*runtime);
                 const auto X = s.uploaded(x.data(), x.size());
                 const auto minX = s.allocate<float>(blocks), minY = s.allocate<float>(blocks);
                 s.run(replacesZero ? kernel::NMinBoxXY_N0 : kernel::NMinBoxXY, Shape::line(static_cast<int>(pixels)),
-                      X.get(), X.get(), minX.get(), minY.get(), kFar, static_cast<int>(width), 5, 1500, 0);
+                      X.get(), X.get(), minX.get(), minY.get(), kLargest, static_cast<int>(width), 5, 1500, 0);
                 EXPECT_EQ(back(s, minX, blocks), want) << width;
                 EXPECT_EQ(back(s, minY, blocks), want) << width;
             }
@@ -149,7 +136,7 @@ Floats merged(const std::vector<NoxRangeImage>& images, const std::vector<Pose>&
               cv::Size canvas, cv::Size result)
 {
     std::vector<std::vector<cv::Point3f>> rows(static_cast<std::size_t>(canvas.height));
-    float low[4] = {kFar, kFar, kFar, kFar};  // x and y of the first image before and behind the pose
+    float low[4] = {kLargest, kLargest, kLargest, kLargest};  // x and y of the first image before and behind the pose
     for (std::size_t k = 0; k < images.size(); ++k) {
         const NoxRangeImage& image = images[k];
         const cv::Matx44f m = poses[k];

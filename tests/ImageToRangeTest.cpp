@@ -1,20 +1,15 @@
+#include "tests/support/Samples.h"
+
 #include <ImageToRangeBodies.h>
-#include <Nox3DDataConvert.h>
 
-#include "data/ElementType.h"
 #include "frame/Streaming.h"
-#include "tests/support/Replacements.h"
 
-#include <gtest/gtest.h>
-#include <opencv2/core.hpp>
-
-#include <cmath>
 #include <cstdlib>
 #include <numeric>
-#include <vector>
 
 namespace {
 
+using namespace samples;
 using NOXEL::Nox3DDataConvert;
 
 template <class S>
@@ -37,21 +32,15 @@ long automatic(NoxImage& image, NoxRangeImage* range, int dataType)
     return Nox3DDataConvert().ImageToRangeImageAuto(image, range, dataType, 0.2, 11, 0.3, 13, 0.4, 17);
 }
 
-template <class D>
-D lowest()
-{
-    return std::is_unsigned_v<D> ? D(0) : std::numeric_limits<D>::lowest();
-}
-
 template <class S, class D>
 D linearRule(S gray, double scale, double offset)
 {
-    if (gray == 0) return lowest<D>();
+    if (gray == 0) return nox::Element<D>::invalid;
     const double x = gray * scale + offset;
     if (std::is_floating_point_v<D>) return static_cast<D>(x);
     if (sizeof(S) == 2 && std::is_same_v<D, char>)
         return std::abs(x) < 9e18 ? static_cast<D>(static_cast<long long>(x)) : D(0);
-    if (!(std::abs(x) < 2147483647.5)) return lowest<D>();
+    if (!(std::abs(x) < 2147483647.5)) return nox::Element<D>::invalid;
     using Saturating = std::conditional_t<std::is_same_v<D, char>, signed char, D>;
     return static_cast<D>(cv::saturate_cast<Saturating>(x));
 }
@@ -64,12 +53,12 @@ D automaticRule(S gray)
         if (code == 0) return static_cast<D>(gray);
         if (code == 2) return static_cast<D>(gray ? std::min(65535.0F, float(gray) * 258.00787F + 1.0F) : 0);
         if (code < 5) return static_cast<D>(gray ? (gray - 1.0) * (65534.0 / 254.0) - 32767.0 : 0);
-        return gray ? static_cast<D>((gray - 128.0) * 0.01) : lowest<D>();
+        return gray ? static_cast<D>((gray - 128.0) * 0.01) : nox::Element<D>::invalid;
     }
     if (code == 0) return static_cast<D>(gray ? std::min(255.0F, float(gray) * 0.0038758507F + 1.0F) : 0);
     if (code == 2) return static_cast<D>(gray);
     if (code < 5) return static_cast<D>(gray - 32768);
-    return gray ? static_cast<D>((gray - 32768.0) * 0.001) : lowest<D>();
+    return gray ? static_cast<D>((gray - 32768.0) * 0.001) : nox::Element<D>::invalid;
 }
 
 /// Compares all heights with the rule's; a NaN equals a NaN.
@@ -100,6 +89,18 @@ void forPairs(const F& f)
         });
 }
 
+void expectLinear(int width, int height, double scale, double offset)
+{
+    forPairs([&](auto s, auto d) {
+        using S = decltype(s);
+        using D = decltype(d);
+        NoxImage image = imageOf<S>(width, height);
+        NoxRangeImage range;
+        ASSERT_EQ(linear(image, &range, cv::DataType<D>::depth, scale, offset), 0);
+        expectRule<S, D>(image, range, [&](S g) { return linearRule<S, D>(g, scale, offset); });
+    });
+}
+
 struct Map
 {
     const char* rule;
@@ -118,19 +119,13 @@ const Map maps[] = {
     {"an infinite offset", 1.0, -INFINITY},
 };
 
-TEST(ImageToRange, LinearRuleForEveryGrayOfAllPairs)
+TEST(ImageToRange, LinearRuleForEveryGrayAndWidthOfAllPairs)
 {
     for (const Map& map : maps) {
         SCOPED_TRACE(map.rule);
-        forPairs([&](auto s, auto d) {
-            using S = decltype(s);
-            using D = decltype(d);
-            NoxImage image = imageOf<S>(37, 1772);
-            NoxRangeImage range;
-            ASSERT_EQ(linear(image, &range, cv::DataType<D>::depth, map.scale, map.offset), 0);
-            expectRule<S, D>(image, range, [&](S g) { return linearRule<S, D>(g, map.scale, map.offset); });
-        });
+        expectLinear(37, 1772, map.scale, map.offset);
     }
+    for (int width = 1; width <= 40; ++width) expectLinear(width, 3, 0.7, 3.0);
 }
 
 TEST(ImageToRange, FixedRuleForEveryGrayOfAllPairs)
@@ -144,37 +139,6 @@ TEST(ImageToRange, FixedRuleForEveryGrayOfAllPairs)
         ASSERT_EQ(automatic(image, &range, cv::DataType<D>::depth), 0);
         expectRule<S, D>(image, range, automaticRule<S, D>);
     });
-}
-
-TEST(ImageToRange, EveryWidth)
-{
-    for (int width = 1; width <= 40; ++width)
-        forPairs([&](auto s, auto d) {
-            using S = decltype(s);
-            using D = decltype(d);
-            NoxImage image = imageOf<S>(width, 3);
-            NoxRangeImage range;
-            ASSERT_EQ(linear(image, &range, cv::DataType<D>::depth, 0.7, 3.0), 0);
-            expectRule<S, D>(image, range, [&](S g) { return linearRule<S, D>(g, 0.7, 3.0); });
-        });
-}
-
-TEST(ImageToRange, KnownValuesOfTheFixedRules)
-{
-    const auto height = [](int depth, int gray, auto expected) {
-        NoxImage image;
-        image.SetSize(1, 1, depth);
-        if (depth == 0) *image.ImageData() = static_cast<unsigned char>(gray);
-        if (depth == 2) *reinterpret_cast<unsigned short*>(image.ImageData()) = static_cast<unsigned short>(gray);
-        NoxRangeImage range;
-        EXPECT_EQ(automatic(image, &range, cv::DataType<decltype(expected)>::depth), 0);
-        EXPECT_EQ(*reinterpret_cast<decltype(expected)*>(range.Data()), expected) << depth << " " << gray;
-    };
-    height(0, 128, 0.0F), height(0, 1, -1.27F), height(0, 255, 1.27F), height(0, 0, -3.4028235e38F);
-    height(2, 32768, 0.0F), height(2, 1, -32.767F), height(2, 65535, 32.767F), height(2, 0, -1.7976931348623157e308);
-    height(2, 65535, static_cast<unsigned char>(255)), height(2, 1, static_cast<unsigned char>(1));
-    height(0, 254, static_cast<unsigned short>(65535)), height(0, 255, static_cast<unsigned short>(65535));
-    height(2, 1, short{-32767}), height(0, 0, short{0}), height(0, 1, -32767), height(2, 0, -32768);
 }
 
 struct Refusal
@@ -195,6 +159,7 @@ const Refusal refusals[] = {
     {"resolution Y before Z", 1, 5, 5, 1, 1, -1, 0, 11200006, 11200004},
     {"resolution Z", 1, 5, 5, 1, 1, 1, 0, 11200008, 11200006},
     {"a NaN passes", 1, 5, 5, NAN, NAN, NAN, NAN, 0, 0},
+    {"nothing to refuse", 1, 5, 5, 1, 0.2, 0.3, 0.4, 0, 0},
     {"signed bytes have no fixed rule", 1, 5, 1, 1, 1, 1, 1, 0, 11200001},
 };
 
@@ -217,11 +182,12 @@ TEST(ImageToRange, RefusesInOrderAndLeavesTheRest)
             EXPECT_EQ(code, fixed ? r.automaticCode : r.code);
             EXPECT_EQ(range.Type(), 0);
             EXPECT_EQ(range.Data() == pixels, code != 0);
-            EXPECT_EQ(range.OffsetZ(), code != 0 ? 0 : 4);
+            const std::vector<double> grid{r.resolutionX, 2, r.resolutionY, 3, r.resolutionZ, 4};
+            EXPECT_TRUE(code != 0 ? range.OffsetZ() == 0 : sameBits(grid, gridOf(range).data()));
         }
 }
 
-TEST(ImageToRange, OtherDepthsAndTooLittleMemoryKeepThePixels)
+TEST(ImageToRange, OtherDepthsKeepThePixels)
 {
     NoxRangeImage range;
     range.SetSize(3, 2, 5);
@@ -232,27 +198,7 @@ TEST(ImageToRange, OtherDepthsAndTooLittleMemoryKeepThePixels)
         EXPECT_EQ(linear(image, &range, 5), 30602005);
         EXPECT_EQ(automatic(image, &range, 5), 30602007);
     }
-    image.SetSize(3001, 3000, 0);
-    const replaced::MemoryScope memory(8ULL * 3001 * 3000 - 1);
-    EXPECT_EQ(linear(image, &range, 6), 30602005);
-    EXPECT_EQ(automatic(image, &range, 6), 30602007);
     EXPECT_EQ(range.Data(), pixels);
-}
-
-TEST(ImageToRange, GridNumbersAndTypeAreSet)
-{
-    NoxImage image = imageOf<unsigned char>(5, 4);
-    for (const auto convert : {+[](NoxImage&i, NoxRangeImage*r) { return linear(i, r, 3); },
-                               +[](NoxImage&i, NoxRangeImage*r) { return automatic(i, r, 3); }})
-    {
-        NoxRangeImage range;
-        range.SetType(1);
-        ASSERT_EQ(convert(image, &range), 0);
-        EXPECT_EQ(range.Type(), 0);
-        EXPECT_EQ(std::vector<double>({range.ResolutionX(), range.OffsetX(), range.ResolutionY(), range.OffsetY(),
-                                       range.ResolutionZ(), range.OffsetZ()}),
-                  std::vector<double>({0.2, 11, 0.3, 13, 0.4, 17}));
-    }
 }
 
 TEST(ImageToRange, SharersKeepTheirPixelsAndColoursStayWhereTheyFit)

@@ -1,22 +1,15 @@
 // Heights to grays: measured stretch, fixed band with a plane, fixed rules, tiles.
 
-#include <Nox3DDataConvert.h>
+#include "tests/support/Samples.h"
+
 #include <NoxConfig.h>
 #include <RangeToImageBodies.h>
 
-#include "data/ElementType.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <cstdint>
-#include <limits>
-#include <vector>
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
+using namespace samples;
 
 template <class T>
 NoxRangeImage image(int width, int height, const std::vector<T>& heights)
@@ -252,7 +245,7 @@ TEST(RangeToImage, OneHeightStretchesOverTheFullScaleOrStaysItself)
     EXPECT_EQ(bytes.scale, 1.0);
     ASSERT_EQ(words.stretch(image<unsigned char>(2, 1, {7, 7}), 2), 0);
     EXPECT_EQ(grays(words.result), (std::vector<int>{1549, 1549}));
-    ASSERT_EQ(reals.stretch(image<float>(3, 1, {2.5f, 2.5f, static_cast<float>(kNaN)}), 2), 0);
+    ASSERT_EQ(reals.stretch(image<float>(3, 1, {2.5f, 2.5f, kNaN}), 2), 0);
     EXPECT_EQ(grays(reals.result), (std::vector<int>{2, 2, 2}));  // the invalid ones as well
     EXPECT_EQ(reals.scale, 0.0);
     EXPECT_TRUE(std::isnan(reals.offset));
@@ -268,7 +261,7 @@ TEST(RangeToImage, HeightsBeyondFloatDifferencesKeepTheirGray)
     heights[8] = 3e38f;
     ASSERT_EQ(call.stretch(image(9, 1, heights), 0), 0);
     EXPECT_EQ(grays(call.result), (std::vector<int>{1, 191, 191, 191, 191, 191, 191, 191, 255}));
-    ASSERT_EQ(infinite.stretch(image<float>(3, 1, {1.0f, static_cast<float>(kInf), 2.0f}), 0), 0);
+    ASSERT_EQ(infinite.stretch(image<float>(3, 1, {1.0f, kInfinity, 2.0f}), 0), 0);
     EXPECT_EQ(grays(infinite.result), (std::vector<int>{1, 0, 1}));
 }
 
@@ -323,9 +316,9 @@ TYPED_TEST(RangeToImageOf, LimitsMapEveryWidthByTheRule)
 TEST(RangeToImage, LimitsKeepBackgroundAndDropWhatIsNoHeight)
 {
     Call call;
-    ASSERT_EQ(
-        call.limits(image<double>(9, 1, {2e15, -kInf, kNaN, -2e15, kInf, 2e15, 2e15, 2e15, 2e15}), 2, 0, 10, 1, 255),
-        0);
+    ASSERT_EQ(call.limits(image<double>(9, 1, {2e15, -kInfinity, kNaN, -2e15, kInfinity, 2e15, 2e15, 2e15, 2e15}), 2, 0,
+                          10, 1, 255),
+              0);
     EXPECT_EQ(grays(call.result), std::vector<int>(9, 0));
     call.roi = rectangle(0, 0, 2, 0);
     call.background = -5;
@@ -413,7 +406,7 @@ TYPED_TEST(RangeToImageOf, FixedRulesHoldForEveryValue)
         else if constexpr (std::is_integral_v<T>)
             heights.push_back(static_cast<T>(std::int64_t{i} * 65536 + (i & 1) * (2147483647 / 32768 - 1)));
         else
-            heights.push_back(std::nextafter(static_cast<T>(i / 1000.0), i % 2 == 0 ? T(kInf) : T(-kInf)));
+            heights.push_back(std::nextafter(static_cast<T>(i / 1000.0), i % 2 == 0 ? T(kInfinity) : T(-kInfinity)));
     }
     if constexpr (std::is_integral_v<T> && sizeof(T) == 4)
         for (long steps : {127, 32768})  // both sides of every step, and the ends
@@ -423,8 +416,9 @@ TYPED_TEST(RangeToImageOf, FixedRulesHoldForEveryValue)
                         static_cast<T>(std::clamp(q * 2147483647 / steps + near, -2147483647L, 2147483647L)));
     if constexpr (std::is_floating_point_v<T>)
         for (int i = -200; i < 200; ++i)
-            for (T far : {T(0), T(kInf), T(-kInf)}) heights.push_back(std::nextafter(static_cast<T>(i * 0.01), far));
-    for (double odd : {kInf, -kInf, kNaN, 3e38, -3.4028234663852886e38, 40.0, -40.0})
+            for (T far : {T(0), T(kInfinity), T(-kInfinity)})
+                heights.push_back(std::nextafter(static_cast<T>(i * 0.01), far));
+    for (float odd : {kInfinity, -kInfinity, kNaN, 3e38f, kNone, 40.0f, -40.0f})
         if constexpr (std::is_floating_point_v<T>) heights.insert(heights.begin(), static_cast<T>(odd));
 
     for (int imageType : {0, 2}) {
@@ -504,7 +498,7 @@ TYPED_TEST(RangeToImageOf, TilesMapByTheRule)
 TEST(RangeToImage, ANaNLeavesItsTileAlone)
 {
     Call call;
-    ASSERT_EQ(call.tiles(image<float>(3, 1, {10, static_cast<float>(kNaN), 30}), 0, 3, 1, 20, 20), 0);
+    ASSERT_EQ(call.tiles(image<float>(3, 1, {10, kNaN, 30}), 0, 3, 1, 20, 20), 0);
     EXPECT_EQ(grays(call.result), (std::vector<int>{64, 0, 191}));
 }
 

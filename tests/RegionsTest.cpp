@@ -1,19 +1,16 @@
 // Regions and shapes as values, and regions as runs: every kind against a point-in-shape test of each pixel.
 
-#include <Nox3DShape.h>
-#include <NoxROI.h>
+#include "tests/support/Samples.h"
+
 #include <NoxROIDataConvert.h>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <functional>
-#include <limits>
 #include <random>
 #include <tuple>
 
 namespace {
+
+using namespace samples;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
@@ -52,13 +49,6 @@ Value expectKind(void (Value::*gen)(In...), bool (Value::*get)(Out*...) const, c
     return copy;
 }
 
-NoxPointArray points(std::initializer_list<NoxPoint> list)
-{
-    NoxPointArray array;
-    for (const NoxPoint& p : list) array.Append(p);
-    return array;
-}
-
 TEST(Regions, everyKindGivesItsCodeAndItsParametersBack)
 {
     using R = NoxROI;
@@ -67,7 +57,7 @@ TEST(Regions, everyKindGivesItsCodeAndItsParametersBack)
     EXPECT_EQ(expectKind(&R::GenRect1, &R::GetRect1, a, b).ROIType(), 0);
     EXPECT_EQ(expectKind(&R::GenCircle, &R::GetCircle, a, 7).ROIType(), 1);
     EXPECT_EQ(expectKind(&R::GenTorus, &R::GetTorus, a, 7, 8, 9, 10).ROIType(), 2);
-    EXPECT_EQ(expectKind(&R::GenPolygon, &R::GetPolygon, points({a, b, {6, 4}})).ROIType(), 4);
+    EXPECT_EQ(expectKind(&R::GenPolygon, &R::GetPolygon, arrayOf<NoxPointArray>({a, b, {6, 4}})).ROIType(), 4);
     EXPECT_EQ(expectKind(&R::GenRect2, &R::GetRect2, a, 7, 8, 9).ROIType(), 6);
     EXPECT_EQ(expectKind(&R::GenLine, &R::GetLine, a, b).ROIType(), 7);
     EXPECT_EQ(expectKind(&R::GenEllipse, &R::GetEllipse, a, 7, 8, 9).ROIType(), 8);
@@ -78,9 +68,7 @@ TEST(Shapes, everyKindGivesItsCodeAndItsParametersBack)
 {
     using S = Nox3DShape;
     const NoxVector3d a(1, 2, 3), b(4, 5, 6), c(7, 8, 9);
-    NoxVector3dArray array;
-    array.Append(a);
-    array.Append(b);
+    const auto array = arrayOf<NoxVector3dArray>({a, b});
     Nox3DLineSet lines;
     lines.SetVertex(array);
     EXPECT_EQ(S().ShapeType3D(), 0);
@@ -131,7 +119,7 @@ std::vector<std::string> picture(const NoxROI& roi, int width, int height)
 using Depth = std::function<double(double x, double y)>;  ///< not below 0 inside; how far is of no matter
 
 /// Pixels on the outline itself count only where the depth is reckoned exactly.
-void expectPixels(const NoxROI& roi, const Depth& depth, bool exact)
+void expectPixels(const NoxROI& roi, bool exact, const Depth& depth)
 {
     constexpr int width = 37, height = 23;
     const auto rows = picture(roi, width, height);
@@ -180,42 +168,34 @@ TEST(RegionRuns, equalThePointInShapeTestOfEveryPixel)
         };
         NoxROI roi;
         roi.GenRect1(c, e);
-        expectPixels(
-            roi, [&](double x, double y) { return std::min(-(x - c.X()) * (x - e.X()), -(y - c.Y()) * (y - e.Y())); },
-            true);
+        expectPixels(roi, true, [&](double x, double y) {
+            return std::min(-(x - c.X()) * (x - e.X()), -(y - c.Y()) * (y - e.Y()));
+        });
         roi.GenCircle(c, r1);
-        expectPixels(
-            roi, [&](double x, double y) { return r1 * r1 - square(x, y); }, true);
+        expectPixels(roi, true, [&](double x, double y) { return r1 * r1 - square(x, y); });
         roi.GenTorus(c, r1, r2, angle, 360);
-        expectPixels(roi, ring, true);
+        expectPixels(roi, true, ring);
         roi.GenTorus(c, r1, r2, angle, sweep);
-        expectPixels(
-            roi,
-            [&](double x, double y) {
-                if (std::abs(sweep) >= 360) return ring(x, y);
-                const double start = sweep < 0 ? angle + sweep : angle, span = std::abs(sweep);
-                double turn = std::fmod(std::atan2(c.Y() - y, x - c.X()) * 180 / M_PI - start, 360);
-                if (turn < 0) turn += 360;
-                const double edge = std::min({turn, std::abs(turn - span), 360 - turn});
-                return edge < 1e-9 || square(x, y) == 0 ? 0 : std::min(ring(x, y), span - turn);
-            },
-            false);
+        expectPixels(roi, false, [&](double x, double y) {
+            if (std::abs(sweep) >= 360) return ring(x, y);
+            const double start = sweep < 0 ? angle + sweep : angle, span = std::abs(sweep);
+            double turn = std::fmod(std::atan2(c.Y() - y, x - c.X()) * 180 / M_PI - start, 360);
+            if (turn < 0) turn += 360;
+            const double edge = std::min({turn, std::abs(turn - span), 360 - turn});
+            return edge < 1e-9 || square(x, y) == 0 ? 0 : std::min(ring(x, y), span - turn);
+        });
         roi.GenRect2(c, 2 * r1, 2 * r2, angle);
-        expectPixels(
-            roi, [&](double x, double y) { return std::min(r1 - std::abs(u(x, y)), r2 - std::abs(v(x, y))); }, false);
+        expectPixels(roi, false,
+                     [&](double x, double y) { return std::min(r1 - std::abs(u(x, y)), r2 - std::abs(v(x, y))); });
         roi.GenEllipse(c, r1, r2, angle);
-        expectPixels(
-            roi,
-            [&](double x, double y) {
-                return r1 * r1 * r2 * r2 - std::pow(u(x, y) * r2, 2) - std::pow(v(x, y) * r1, 2);
-            },
-            false);
+        expectPixels(roi, false, [&](double x, double y) {
+            return r1 * r1 * r2 * r2 - std::pow(u(x, y) * r2, 2) - std::pow(v(x, y) * r1, 2);
+        });
         NoxPointArray p;
         for (int corners = 1 + round % 9; corners > 0; --corners) p.Append({quarters(-8, 45), quarters(-8, 30)});
         if (round % 2) p.Append({p[0].X(), quarters(0, 22)});  // upright and touching edges
         roi.GenPolygon(p);
-        expectPixels(
-            roi, [&](double x, double y) { return polygonDepth(p, x, y); }, true);
+        expectPixels(roi, true, [&](double x, double y) { return polygonDepth(p, x, y); });
     }
 }
 
@@ -250,9 +230,12 @@ TEST(RegionRuns, noNumberIsTooStrange)
         const double a = numbers[i % size], b = numbers[i / size % size], c = numbers[i / size / size];
         NoxROI roi;
         const std::function<void()> kinds[] = {
-            [&] { roi.GenRect1({a, b}, {c, 4}); },     [&] { roi.GenCircle({a, b}, c); },
-            [&] { roi.GenTorus({a, 4}, b, c, c, b); }, [&] { roi.GenRect2({a, 4}, b, c, c); },
-            [&] { roi.GenEllipse({a, 4}, b, c, c); },  [&] { roi.GenPolygon(points({{a, b}, {c, 4}, {5, 0}})); },
+            [&] { roi.GenRect1({a, b}, {c, 4}); },
+            [&] { roi.GenCircle({a, b}, c); },
+            [&] { roi.GenTorus({a, 4}, b, c, c, b); },
+            [&] { roi.GenRect2({a, 4}, b, c, c); },
+            [&] { roi.GenEllipse({a, 4}, b, c, c); },
+            [&] { roi.GenPolygon(arrayOf<NoxPointArray>({{a, b}, {c, 4}, {5, 0}})); },
             [&] { roi.GenLine({a, b}, {c, 4}); },
         };
         for (const auto& make : kinds) {
@@ -285,7 +268,7 @@ TEST(RegionRuns, workFollowsTheRowsInTheGrid)
     }
     roi.GenCircle({0, 1e9}, 2e9);
     EXPECT_EQ(runsOf(roi, std::numeric_limits<int>::max(), 5).size(), 5u);
-    roi.GenPolygon(points({{-1e12, -1e12}, {1e12, -1e12}, {1e12, 1e12}, {-1e12, 1e12}}));
+    roi.GenPolygon(arrayOf<NoxPointArray>({{-1e12, -1e12}, {1e12, -1e12}, {1e12, 1e12}, {-1e12, 1e12}}));
     EXPECT_EQ(runsOf(roi, std::numeric_limits<int>::max(), 5).size(), 5u);
 }
 

@@ -1,18 +1,13 @@
 // Regions lifted to shapes and shapes projected to regions. Expected values are reckoned by hand.
 
-#include <Nox3DDataConvert.h>
+#include "tests/support/Samples.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
 #include <sstream>
-#include <type_traits>
 #include <utility>
 
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+using namespace samples;
 
 /// A kind and its numbers, to four decimals.
 class Text
@@ -90,14 +85,6 @@ Object made(void (Object::*gen)(In...), const std::decay_t<In>&... arguments)
     return object;
 }
 
-template <class Array, class Item>
-Array arrayOf(std::initializer_list<Item> items)
-{
-    Array array;
-    for (const Item& item : items) array.Append(item);
-    return array;
-}
-
 std::string lifted(NoxROI region, double zHigh, double zLow, double resolutionX, double offsetX, double resolutionY,
                    double offsetY)
 {
@@ -116,14 +103,8 @@ std::string projected(Nox3DShape source)
 
 TEST(RoiToShape, refusesInOrder)
 {
-    struct Refusal
-    {
-        const char* rule;
-        double zHigh, zLow, resolutionX, resolutionY;
-        const char* expected;
-    };
     const NoxROI all;
-    const Refusal rows[] = {
+    const std::tuple<const char*, double, double, double, double, const char*> rows[] = {
         {"order of heights first", 1, 2, 0, 0, "none 11200002"},
         {"zHigh too high", 65536, 0, 0, 0, "none 11200002"},
         {"zHigh too low", -65536, -65536, 0, 0, "none 11200002"},
@@ -131,10 +112,10 @@ TEST(RoiToShape, refusesInOrder)
         {"resolution X before Y", 65535, -65535, 0, 0, "none 11200003"},
         {"resolution Y before the kind", 2, 1, 1, -1, "none 11200005"},
         {"the whole image has no shape", 2, 1, 1, 1, "none 11000002"},
-        {"a NaN passes the tests", nan, nan, nan, nan, "none 11000002"},
+        {"a NaN passes the tests", kNaN, kNaN, kNaN, kNaN, "none 11000002"},
     };
-    for (const Refusal& r : rows)
-        EXPECT_EQ(lifted(all, r.zHigh, r.zLow, r.resolutionX, 0, r.resolutionY, 0), r.expected) << r.rule;
+    for (const auto& [rule, zHigh, zLow, resolutionX, resolutionY, expected] : rows)
+        EXPECT_EQ(lifted(all, zHigh, zLow, resolutionX, 0, resolutionY, 0), expected) << rule;
 }
 
 TEST(RoiToShape, liftsEveryKindFlatAndWithAHeight)
@@ -142,11 +123,7 @@ TEST(RoiToShape, liftsEveryKindFlatAndWithAHeight)
     using R = NoxROI;
     const NoxPoint p(10, 20), a(2, 4);
     const auto outline = arrayOf<NoxPointArray>({a, p, NoxPoint(1, 5)});
-    const struct
-    {
-        NoxROI region;
-        const char *flat, *solid;
-    } rows[] = {
+    const std::tuple<NoxROI, const char*, const char*> rows[] = {
         {made(&R::GenRect1, a, p), "rect 5.25 11 2.5 0 0 0 6.5 14", "box 5.25 11 2.5 0 0 0 6.5 14 3"},
         {made(&R::GenCircle, p, 5.0), "circle 8.5 18 2.5 0 0 1 8", "cylinder 8.5 18 2.5 0 0 1 8 3"},
         {made(&R::GenTorus, p, 5, 7, 30, 60), "torus 8.5 18 2.5 0 0 0 8 12 120 60 0",
@@ -158,14 +135,14 @@ TEST(RoiToShape, liftsEveryKindFlatAndWithAHeight)
         {made(&R::GenRect2, p, 8, 9, 30), "rect 8.5 18 2.5 0 0 30 3 14", "box 8.5 18 2.5 0 0 30 3 14 3"},
         {made(&R::GenLine, a, p), "line 0.5 2 2.5 8.5 18 2.5 1",
          "rect 5.25 11 2.5 90 0 -154 15.4353 3"},  // sqrt(6.5^2 + 14^2); atan2(4, 8) is 26.57 degrees
-        {made(&R::GenLine, a, NoxPoint(nan, 0)), "line 0.5 2 2.5 -1.5 nan 2.5 1",
+        {made(&R::GenLine, a, NoxPoint(kNaN, 0)), "line 0.5 2 2.5 -1.5 nan 2.5 1",
          "rect 0.25 nan 2.5 90 0 2.14748e+09 nan 3"},
         {made(&R::GenEllipse, p, 5, 7, 30), "ellipse 8.5 18 2.5 0 0 120 8 12", "ecylinder 8.5 18 2.5 0 0 120 8 12 3"},
         {made(&R::GenPoint, p), "point 8.5 18 2.5", "line 8.5 18 1 8.5 18 4 1"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(lifted(row.region, 2.5 + 1e-11, 2.5, 2, 1, 0.5, 3), row.flat);
-        EXPECT_EQ(lifted(row.region, 4, 1, 2, 1, 0.5, 3), row.solid);
+    for (const auto& [region, flat, solid] : rows) {
+        EXPECT_EQ(lifted(region, 2.5 + 1e-11, 2.5, 2, 1, 0.5, 3), flat);
+        EXPECT_EQ(lifted(region, 4, 1, 2, 1, 0.5, 3), solid);
     }
 }
 
@@ -174,14 +151,9 @@ TEST(ShapeToRoi, projectsEveryKind)
     using S = Nox3DShape;
     using V = NoxVector3d;
     using L = Nox3DLineType;
-    const auto corners = [](std::initializer_list<V> list) { return arrayOf<NoxVector3dArray>(list); };
+    const auto corners = arrayOf<NoxVector3dArray>;
     const V c(1, 2, 3), none(0, 0, 0), tiltX(60, 0, 30), tiltY(0, 60, 30), edgeY(0, 90, 0);
-    const struct
-    {
-        const char* rule;
-        Nox3DShape source;
-        const char* expected;
-    } rows[] = {
+    const std::tuple<const char*, Nox3DShape, const char*> rows[] = {
         {"point", made(&S::Gen3DPoint, c), "point 2 1"},
         {"line to an end", made(&S::Gen3DLine, c, V(4, 6, 9), L(1)), "line 2 1 6 4"},
         {"line along a direction", made(&S::Gen3DLine, c, V(4, 6, 9), L(0)), "line 2 1 8 5"},
@@ -229,7 +201,7 @@ TEST(ShapeToRoi, projectsEveryKind)
         {"cylinder", made(&S::Gen3DCylinder, c, none, 1, 1), "none 11000002"},
         {"line set", made(&S::Gen3DAnyShape, Nox3DLineSet()), "none 11000002"},
     };
-    for (const auto& row : rows) EXPECT_EQ(projected(row.source), row.expected) << row.rule;
+    for (const auto& [rule, source, expected] : rows) EXPECT_EQ(projected(source), expected) << rule;
 }
 
 }  // namespace

@@ -1,24 +1,17 @@
 #pragma once
 
-#include <NoxMatrixArray.h>
-#include <NoxRangeImage.h>
-#include <NoxRangeImageArray.h>
-
-#include <algorithm>
 #include <cstdlib>
-#include <vector>
 
 #include "device/Pipelines.h"
 #include "device/Session.h"
+#include "tests/support/Samples.h"
 
 /// What the tests of the device share.
 namespace device_test {
 
+using namespace samples;
 using nox::device::Runtime;
-using Floats = std::vector<float>;
 using Pose = cv::Matx44d;
-
-constexpr float kNone = -3.4028234663852886e38f;
 
 inline bool works(const Runtime& runtime)
 {
@@ -43,12 +36,6 @@ inline bool asksForDevice()
     return gpu && std::atoi(gpu) != 0;
 }
 
-inline Floats heightsOf(const NoxRangeImage& image)
-{
-    const auto* data = reinterpret_cast<const float*>(image.Data());
-    return Floats(data, data + image.Matrix().total());
-}
-
 inline NoxRangeImage imageOf(int width, const Floats& heights, double rx = 1, double ox = 0, double ry = 1,
                              double oy = 0)
 {
@@ -57,13 +44,6 @@ inline NoxRangeImage imageOf(int width, const Floats& heights, double rx = 1, do
     image.SetInfo(1, 0, rx, ox, ry, oy);
     std::copy(heights.begin(), heights.end(), reinterpret_cast<float*>(image.Data()));
     return image;
-}
-
-inline NoxRangeImageArray arrayOf(const std::vector<NoxRangeImage>& images)
-{
-    NoxRangeImageArray array;
-    for (const NoxRangeImage& image : images) array.Append(image);
-    return array;
 }
 
 inline NoxMatrixArray posesOf(const std::vector<Pose>& poses)
@@ -76,8 +56,8 @@ inline NoxMatrixArray posesOf(const std::vector<Pose>& poses)
 inline long merge(const Runtime& runtime, const std::vector<NoxRangeImage>& images, const std::vector<Pose>& poses,
                   cv::Size canvas, cv::Size result, NoxRangeImage* out, float rx = 1, float ry = 1)
 {
-    return nox::device::DeviceRangeMerge(runtime, arrayOf(images), posesOf(poses), rx, ry, canvas.width, canvas.height,
-                                         result.width, result.height, out);
+    return nox::device::DeviceRangeMerge(runtime, arrayOf<NoxRangeImageArray>(images), posesOf(poses), rx, ry,
+                                         canvas.width, canvas.height, result.width, result.height, out);
 }
 
 }  // namespace device_test

@@ -4,6 +4,8 @@
 #include <NoxFastLoggerPrivate.h>
 #include <NoxPlatform.h>
 
+#include <opencv2/core/utility.hpp>
+
 #include <cstdlib>
 #include <limits>
 #include <stdexcept>
@@ -11,6 +13,13 @@
 namespace replaced {
 
 namespace {
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+/// The sanitizer does not see how OpenCV's own threads, which resampling uses, wait for each other.
+[[maybe_unused]] const bool onOneThread = (cv::setNumThreads(1), true);
+#endif
+#endif
 
 LogScope* listener = nullptr;
 
