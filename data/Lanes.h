@@ -137,32 +137,22 @@ struct Counts8
     }
 };
 
+inline __m128i fourIntegers(const unsigned char* from) { return _mm_cvtepu8_epi32(_mm_loadu_si32(from)); }
+inline __m128i fourIntegers(const char* from) { return _mm_cvtepi8_epi32(_mm_loadu_si32(from)); }
+inline __m128i fourIntegers(const unsigned short* from) { return _mm_cvtepu16_epi32(_mm_loadu_si64(from)); }
+inline __m128i fourIntegers(const short* from) { return _mm_cvtepi16_epi32(_mm_loadu_si64(from)); }
+inline __m128i fourIntegers(const int* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
 template <class T>
 Int8 eightIntegers(const T* from)
 {
-    static_assert(std::is_integral_v<T>);
-    const auto* vectors = reinterpret_cast<const __m128i*>(from);
-    if constexpr (sizeof(T) == 4) {
-        return {_mm_loadu_si128(vectors), _mm_loadu_si128(vectors + 1)};
-    } else if constexpr (sizeof(T) == 2) {
-        const __m128i all = _mm_loadu_si128(vectors), upper = _mm_srli_si128(all, 8);
-        return std::is_signed_v<T> ? Int8{_mm_cvtepi16_epi32(all), _mm_cvtepi16_epi32(upper)}
-                                   : Int8{_mm_cvtepu16_epi32(all), _mm_cvtepu16_epi32(upper)};
-    } else {
-        const __m128i all = _mm_loadl_epi64(vectors), upper = _mm_srli_si128(all, 4);
-        return std::is_signed_v<T> ? Int8{_mm_cvtepi8_epi32(all), _mm_cvtepi8_epi32(upper)}
-                                   : Int8{_mm_cvtepu8_epi32(all), _mm_cvtepu8_epi32(upper)};
-    }
+    return {fourIntegers(from), fourIntegers(from + 4)};
 }
 
 inline Double4 fourDoubles(__m128i integers) { return _mm256_cvtepi32_pd(integers); }
-inline Double4 fourDoubles(const unsigned char* from) { return fourDoubles(_mm_cvtepu8_epi32(_mm_loadu_si32(from))); }
-inline Double4 fourDoubles(const char* from) { return fourDoubles(_mm_cvtepi8_epi32(_mm_loadu_si32(from))); }
-inline Double4 fourDoubles(const unsigned short* from) { return fourDoubles(_mm_cvtepu16_epi32(_mm_loadu_si64(from))); }
-inline Double4 fourDoubles(const short* from) { return fourDoubles(_mm_cvtepi16_epi32(_mm_loadu_si64(from))); }
-inline Double4 fourDoubles(const int* from)
+template <class T>
+Double4 fourDoubles(const T* from)
 {
-    return fourDoubles(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+    return fourDoubles(fourIntegers(from));
 }
 inline Double4 fourDoubles(const float* from) { return _mm256_cvtps_pd(_mm_loadu_ps(from)); }
 inline Double4 fourDoubles(const double* from) { return _mm256_loadu_pd(from); }

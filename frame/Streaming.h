@@ -17,6 +17,14 @@ bool outgrowsCaches(std::size_t n)
     return sizeof(T) >= 4 && n * sizeof(T) > (std::size_t{32} << 20);
 }
 
+/// Asks for elements some way ahead: the processor's own looking ahead ends with the page.
+template <class T>
+void fetchAhead(const T* elements)
+{
+    const auto ahead = reinterpret_cast<std::uintptr_t>(elements) + 1024;  // only asked for: it may lie behind the last
+    _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);       // NOLINT(performance-no-int-to-ptr)
+}
+
 /// Writes n elements from `out` on by fill(piece, first, count), which writes elements first to first + count to
 /// `piece`. With `streaming` the pieces stay in the nearest cache and go out from there past the others.
 template <class T, class Fill>

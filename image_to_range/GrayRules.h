@@ -3,13 +3,16 @@
 #include "data/Checked.h"
 #include "data/ElementType.h"
 #include "data/Lanes.h"
+#include "frame/Streaming.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 #include <limits>
+#include <numeric>
 #include <type_traits>
 
 // A rule turns a gray other than 0 into a number, by arithmetic in `Number` that is written once for one pixel and for
@@ -49,8 +52,8 @@ struct Truncated
     }
 };
 
-/// Towards zero, and of that the low bits. Eight at once saturate instead to more than 8 bits, and take the low 8 of
-/// 32: only for rules whose numbers are known to fit.
+/// Towards zero, and of that the low bits. Eight at once have 32 of them: only for rules whose numbers are known to
+/// fit.
 struct LowBits
 {
     template <class D>
@@ -152,8 +155,63 @@ typename Rule::Height heightOf(const Rule& rule, typename Rule::Gray gray)
     return Finish::template one<typename Rule::Height>(rule(static_cast<typename Rule::Number>(gray)));
 }
 
-/// Stores eight integers, saturated to `D`; `none` where a word of `zeros` is set. The lowest value of a signed type is
-/// less than all others.
+/// The heights of eight grays, not yet saturated.
+template <class Rule>
+Int8 eight(const Rule& rule, const typename Rule::Gray* in)
+{
+    using Finish = typename Rule::Finish;
+    using Height = typename Rule::Height;
+    if constexpr (std::is_same_v<typename Rule::Number, float>)
+        return Finish::template eight<Height>(rule(eightFloats(in)));
+    else
+        return Finish::template eight<Height>(rule(fourDoubles(in)), rule(fourDoubles(in + 4)));
+}
+
+/// All bits set in the words of eight grays, or the bytes of sixteen, that are 0.
+template <class S>
+__m128i zeroWords(const S* grays)
+{
+    return Counts8(grays).zeros();
+}
+inline __m128i zeroBytes(const unsigned char* grays)
+{
+    return _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(grays)), _mm_setzero_si128());
+}
+inline __m128i zeroBytes(const unsigned short* grays)
+{
+    return _mm_packs_epi16(zeroWords(grays), zeroWords(grays + 8));
+}
+
+/// Eight heights of one byte in words, still to be saturated.
+template <class Rule>
+__m128i wordsOfBytes(const Rule& rule, const typename Rule::Gray* in)
+{
+    using Finish = typename Rule::Finish;
+    using Height = typename Rule::Height;
+    if constexpr (std::is_same_v<Finish, LowBits>) {
+        // Even and odd grays apart: so the low halves of their heights come together by a shift.
+        const __m128i grays = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
+        const __m128i evens = _mm_and_si128(grays, _mm_set1_epi32(0xFFFF)), odds = _mm_srli_epi32(grays, 16);
+        const Int8 all = Finish::template eight<Height>(rule(fourDoubles(evens)), rule(fourDoubles(odds)));
+        return _mm_and_si128(_mm_blend_epi16(all.low, _mm_slli_epi32(all.high, 16), 0xAA), _mm_set1_epi16(255));
+    } else {
+        return packed<Height>(eight(rule, in));
+    }
+}
+
+/// Sixteen heights of one byte. The lowest value of a signed type is less than all others.
+template <class Rule>
+__m128i sixteenBytes(const Rule& rule, const typename Rule::Gray* in)
+{
+    constexpr bool isUnsigned = std::is_unsigned_v<typename Rule::Height>;
+    const __m128i zeros = zeroBytes(in), low = wordsOfBytes(rule, in), high = wordsOfBytes(rule, in + 8);
+    const bool noSign = isUnsigned || std::is_same_v<typename Rule::Finish, LowBits>;
+    const __m128i bytes = noSign ? _mm_packus_epi16(low, high) : _mm_packs_epi16(low, high);
+    return isUnsigned ? _mm_andnot_si128(zeros, bytes)
+                      : _mm_min_epi8(bytes, _mm_xor_si128(zeros, _mm_set1_epi8(std::numeric_limits<char>::max())));
+}
+
+/// Stores eight integers, saturated to `D`; `none` where a word of `zeros` is set.
 template <class D>
 void storeHeights(D* out, __m128i zeros, D none, Int8 v)
 {
@@ -168,15 +226,6 @@ void storeHeights(D* out, __m128i zeros, D none, Int8 v)
         const __m128i most = _mm_xor_si128(zeros, _mm_set1_epi16(std::numeric_limits<short>::max()));
         storeWords(out, _mm_min_epi16(packed<D>(v), most));
     }
-}
-
-/// Stores the low bytes of eight integers, the lowest one where a word of `zeros` is set.
-inline void storeLowBytes(char* out, __m128i zeros, Int8 v)
-{
-    const __m128i words = _mm_blend_epi16(v.low, _mm_slli_epi32(v.high, 16), 0xAA);
-    const __m128i order = _mm_setr_epi8(0, 4, 8, 12, 2, 6, 10, 14, 0, 0, 0, 0, 0, 0, 0, 0);
-    const __m128i most = _mm_xor_si128(_mm_packs_epi16(zeros, zeros), _mm_set1_epi8(127));
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_min_epi8(_mm_shuffle_epi8(words, order), most));
 }
 
 inline void storeHeights(float* out, __m128i zeros, float none, Double4 low, Double4 high)
@@ -199,28 +248,22 @@ inline void storeHeights(double* out, __m128i zeros, double none, Double4 low, D
     four(out + 4, _mm_unpackhi_epi16(zeros, zeros), high);
 }
 
-/// The rule for the whole eights of n pixels. @return their number
+/// The rule for n pixels but the last few. @return the number done
 template <class Rule>
 std::size_t mapByLanes(const Rule rule, const typename Rule::Gray* in, typename Rule::Height* out, std::size_t n)
 {
     using Height = typename Rule::Height;
-    using Finish = typename Rule::Finish;
+    constexpr std::size_t step = sizeof(Height) == 1 ? 16 : 8;
     std::size_t i = 0;
-    for (; i + 8 <= n; i += 8) {
-        const Counts8 grays(in + i);
-        const auto store = [&](auto... v) { storeHeights(out + i, grays.zeros(), Rule::none, v...); };
-        if constexpr (std::is_same_v<typename Rule::Number, float>) {
-            store(Finish::template eight<Height>(rule(grays.floats(0.0f))));
-        } else {
-            const Int8 all = grays.integers();
-            const Double4 low = rule(fourDoubles(all.low)), high = rule(fourDoubles(all.high));
-            if constexpr (std::is_floating_point_v<Height>)
-                store(low, high);
-            else if constexpr (std::is_same_v<Finish, LowBits> && sizeof(Height) == 1)
-                storeLowBytes(out + i, grays.zeros(), Finish::template eight<Height>(low, high));
-            else
-                store(Finish::template eight<Height>(low, high));
-        }
+    for (; i + step <= n; i += step) {
+        fetchAhead(in + i);
+        if constexpr (sizeof(Height) == 1)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), sixteenBytes(rule, in + i));
+        else if constexpr (std::is_integral_v<Height>)
+            storeHeights(out + i, zeroWords(in + i), Rule::none, eight(rule, in + i));
+        else
+            storeHeights(out + i, zeroWords(in + i), Rule::none, rule(fourDoubles(in + i)),
+                         rule(fourDoubles(in + i + 4)));
     }
     return i;
 }
@@ -244,53 +287,49 @@ struct FloatLine : Rule
     Float8 operator()(Float8 gray) const { return gray * Float8(factor) + Float8(start); }
 };
 
-/// A rule for 8-bit grays in lanes that are proved to give the heights of all 256: of float where they do, as they are
-/// or nudged by two roundings, else of the rule's own numbers. Without that a table.
+/// A rule for 8-bit grays: a table, or for whole heights lanes of float where these are proved to give all of it, as
+/// they are or nudged by two roundings.
 template <class Rule>
 class ByteMap
 {
     using Height = typename Rule::Height;
+    static constexpr bool isWhole = std::is_integral_v<Height>;
 
 public:
-    explicit ByteMap(const Rule& rule) : rule_(rule), line_(rule, 1.0)
+    explicit ByteMap(const Rule& rule) : line_(rule, 1.0)
     {
         unsigned char grays[256];
-        for (unsigned g = 0; g < 256; ++g) {
-            grays[g] = static_cast<unsigned char>(g);
-            heights_[g] = heightOf(rule, grays[g]);
-        }
-        if constexpr (std::is_integral_v<Height>) {
+        std::iota(grays, grays + 256, static_cast<unsigned char>(0));
+        std::transform(grays, grays + 256, heights_, [&](unsigned char gray) { return heightOf(rule, gray); });
+        if constexpr (isWhole) {
             constexpr double twoRoundings = 1.0 / (1 << 22);
             for (const double nudge : {1.0, 1.0 + twoRoundings, 1.0 - twoRoundings}) {
+                Height byLanes[256];
                 line_ = FloatLine<Rule>(rule, nudge);
-                lineAgrees_ = agrees(line_, grays);
+                mapByLanes(line_, grays, byLanes, 256);
+                lineAgrees_ = std::equal(byLanes, byLanes + 256, heights_);
                 if (lineAgrees_) return;
             }
         }
-        ruleAgrees_ = agrees(rule, grays);
     }
 
     void operator()(const unsigned char* in, Height* out, std::size_t n) const
     {
         std::size_t i = 0;
-        if constexpr (std::is_integral_v<Height>)
+        if constexpr (isWhole)
             if (lineAgrees_) i = mapByLanes(line_, in, out, n);
-        if (ruleAgrees_) i = mapByLanes(rule_, in, out, n);
+        for (; i + 8 <= n; i += 8) {
+            fetchAhead(in + i);
+            std::uint64_t grays;  // one load for eight look-ups
+            std::memcpy(&grays, in + i, sizeof grays);
+            for (unsigned k = 0; k < 8; ++k) out[i + k] = heights_[static_cast<unsigned char>(grays >> (8 * k))];
+        }
         for (; i < n; ++i) out[i] = heights_[in[i]];
     }
 
 private:
-    template <class Lanes>
-    bool agrees(const Lanes& lanes, const unsigned char* grays) const
-    {
-        Height byLanes[256];
-        mapByLanes(lanes, grays, byLanes, 256);
-        return std::equal(byLanes, byLanes + 256, heights_);
-    }
-
-    Rule rule_;
     FloatLine<Rule> line_;
-    bool lineAgrees_ = false, ruleAgrees_ = false;
+    bool lineAgrees_ = false;
     Height heights_[256];
 };
 

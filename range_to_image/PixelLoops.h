@@ -2,7 +2,8 @@
 
 #include <NoxRun.h>
 
-#include <immintrin.h>
+#include "frame/Streaming.h"
+
 #include <oneapi/tbb/blocked_range.h>
 #include <opencv2/core.hpp>
 
@@ -27,15 +28,6 @@ struct HasEight<Rule, T, U,
     : std::true_type
 {
 };
-
-/// Asks for heights some way ahead: the processor's own looking ahead ends with the page.
-template <class T>
-void fetchAhead(const T* heights)
-{
-    const auto ahead =
-        reinterpret_cast<std::uintptr_t>(heights) + 1024;             // an address only: it may lie behind the image
-    _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);  // NOLINT(performance-no-int-to-ptr)
-}
 
 /// The rule comes by value: a store of bytes might change one that the caller can see.
 template <class T, class U, class Rule>
