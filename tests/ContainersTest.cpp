@@ -98,13 +98,36 @@ TEST(Containers, SizingLeavesSharersAndKeepsWhatIsNotPixels)
         EXPECT_NE(header.data, image.Data());
     }
     NoxRangeImage alone = filled();
+    const cv::Mat& matrix = alone.Matrix();
     const unsigned char* pixels = alone.Data();
     alone.SetSize(3, 2, 2);
     EXPECT_EQ(pixels, alone.Data()) << "memory that nobody else sees is used again";
+    alone.SetSize(3, 2, 5);
+    EXPECT_EQ(&matrix, &alone.Matrix()) << "and the matrix object stays";
+    EXPECT_EQ(5, matrix.type());
     EXPECT_EQ(9, alone.ColorData()[0]);
     alone.Clear();
     EXPECT_EQ(nullptr, alone.Data());
     EXPECT_EQ(0, alone.Type());
+}
+
+TEST(Containers, ArraysHoldObjectsOfTheirOwn)
+{
+    NoxMatrix pose(cv::Mat::eye(4, 4, CV_64F));
+    NoxMatrixArray poses;
+    NoxRangeImage image = filled();
+    NoxRangeImageArray images;
+    for (int i = 0; i < 2; ++i) {
+        pose.Matrix().at<double>(2, 3) = i;
+        poses.Append(pose);
+        images.Append(image);
+        image.Matrix() = cv::Mat(4, 5, CV_32FC1, cv::Scalar(i));
+    }
+    EXPECT_EQ(0.0, poses[0].Matrix().at<double>(2, 3));
+    EXPECT_EQ(1.0, poses[1].Matrix().at<double>(2, 3));
+    EXPECT_EQ(3, images[0].Width());
+    EXPECT_EQ(7, pixel(images[0]));
+    EXPECT_EQ(5, images[1].Width());
 }
 
 TEST(Containers, DeliveryReachesNoSharer)

@@ -329,11 +329,10 @@ TEST(RangeToImage, LimitsKeepBackgroundAndDropWhatIsNoHeight)
     EXPECT_EQ(grays(call.result), (std::vector<int>{7, 255, 255, 65535, 65535, 65535}));
 }
 
-/// A plane through (0.9, -0.2, 3) with the normal (0.6, 0, 0.8), told from the rows: x = row x 0.3 + 7 for 8 bit and
-/// (row - 7) x 0.3 for 16 bit.
+/// x = row x 0.3 + 7 for 8 bit and (row - 7) x 0.3 for 16 bit; y likewise from the column.
 TEST(RangeToImage, LimitsFollowAPlane)
 {
-    const Nox3DPlane plane(NoxVector3d(0.9f, -0.2f, 3.0f), NoxVector3d(0.6f, 0.0f, 0.8f));
+    const Nox3DPlane plane(NoxVector3d(0.9f, -0.2f, 3.0f), NoxVector3d(0.36f, 0.48f, 0.8f));
     std::vector<float> heights(6 * 3);
     for (std::size_t i = 0; i < heights.size(); ++i) heights[i] = 1000.0f + static_cast<float>(i) * 40.0f;
     for (int imageType : {0, 2}) {
@@ -344,7 +343,7 @@ TEST(RangeToImage, LimitsFollowAPlane)
             for (int column = 0; column < 6; ++column) {
                 const auto a = static_cast<float>(imageType == 0 ? row * 0.3 + 7.0 : (row - 7.0) * 0.3);
                 const auto b = static_cast<float>(imageType == 0 ? column * 0.2 + 5.0 : (column - 5.0) * 0.2);
-                const float q = ((a - 0.9f) * 0.6f + (b - -0.2f) * 0.0f) / 0.8f;
+                const float q = ((a - 0.9f) * 0.36f + (b - -0.2f) * 0.48f) / 0.8f;
                 const double world = (heights[static_cast<std::size_t>(row * 6 + column)] - 1000.0) * 0.01;
                 const auto h = static_cast<float>(
                     (world - static_cast<double>(3.0f - q)) * static_cast<double>(0.8f) / 0.01 + 1000.0);
