@@ -24,6 +24,6 @@ if [[ ! -e $tbb/installed/lib/libtbb.so ]]; then
 fi
 cmake --preset tsan -DTBB_DIR="$tbb/installed/lib/cmake/TBB"
 cmake --build --preset tsan
-export LD_LIBRARY_PATH="$tbb/installed/lib" TSAN_OPTIONS=exitcode=66:history_size=4
+export LD_LIBRARY_PATH="$tbb/installed/lib" TSAN_OPTIONS=exitcode=66:history_size=4:allocator_may_return_null=1
 build/tsan/tests/nox_trust --gtest_filter="${1-Threads.*}"
 build/tsan/tests/nox_tests --gtest_filter="${1-*}"
