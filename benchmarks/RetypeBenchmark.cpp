@@ -1,7 +1,7 @@
 // Another element type, all pairs, against one plain cv::Mat::convertTo of the same pair into a matrix that stands
 // (vsConvertTo, above 1 when the library is faster), against the copy limit for the bytes read and written (ofCopy),
-// and against the bound that holds (ofBound): half of the copy limit, or where the rule divides in double, for each
-// pixel and not once for each value, the divisions alone if they take longer. Best against best.
+// and against the bound that holds (ofBound): half of the copy limit, or for doubles, whose rule divides for each
+// pixel, the divisions alone if they take longer. Best against best.
 //   --benchmark_filter=Retype
 
 #include <Nox3DDataConvert.h>
@@ -79,8 +79,7 @@ void Retype(benchmark::State& state)
     const auto peer = [&] { image.Matrix().convertTo(converted, depth); };
     const double bytes = (sizeof(S) + sizeof(D)) * kPixels;
     const double best = nox_bench::race(state, bytes, threads, run, "vsConvertTo", peer);
-    constexpr bool divides =
-        !std::is_same_v<std::pair<S, D>, std::pair<float, unsigned char>> && std::is_integral_v<D> && sizeof(S) > 2;
+    constexpr bool divides = std::is_same_v<S, double> && std::is_integral_v<D>;
     const double copy = bytes * 1e-9 / nox_bench::copyLimit(threads);
     state.counters["ofBound"] = std::max(2.0 * copy, divides ? kPixels * division() : 0.0) / best;
 }

@@ -12,6 +12,7 @@
 #include "retype/RetypeRows.h"
 #include "retype/Scale.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <stdexcept>
 #include <type_traits>
@@ -54,37 +55,62 @@ auto bodyFor(const NoxRangeImage& image, const cv::Mat& source, const cv::Mat& d
     }
 }
 
-/// Runs the body with that rule over all rows.
-template <class Body, class Rule>
-void runOverRows(const Body& body, int rows, const Rule& rule)
+/// Runs the body with those rules over all rows.
+template <class Body, class Rule, class Other>
+void runOverRows(const Body& body, int rows, const Rule& rule, const Other& other)
 {
     using D = std::remove_pointer_t<decltype(body.destination)>;
     const bool streaming =
         nox::outgrowsCaches<D>(static_cast<std::size_t>(rows) * static_cast<std::size_t>(body.width));
     nox::forRows(rows, nox::algorithmConfig().tbb, [&](const tbb::blocked_range<std::size_t>& range) {
-        nox::retype::mapRows(range, body, rule, streaming);
+        nox::retype::mapRows(range, body, rule, other, streaming);
     });
 }
 
-/// Pairs whose rule divides, with so few heights that it pays to do that once for each.
-template <class S, class D>
-inline constexpr bool byTable = sizeof(S) + sizeof(D) == 3 && !std::is_same_v<D, unsigned char>;
+/// What a rule gives for the heights heightAt(0), heightAt(1) and so on.
+template <class S, class D, class Rule, class HeightAt>
+nox::Scratch<D> tabulate(std::size_t size, const Rule& rule, const HeightAt& heightAt)
+{
+    const auto heights = nox::newScratch<S>(size);
+    auto results = nox::newScratch<D>(size);
+    for (std::size_t i = 0; i < size; ++i) heights[i] = heightAt(i);
+    nox::retype::mapPixels(heights.get(), results.get(), size, rule, rule);
+    return results;
+}
 
+/// A table pays where the rule costs as much as a look-up, and there are many more pixels than it has heights.
 template <class S, class D, class Body>
 void run(const Body& body, int rows)
 {
     const auto rule = nox::retype::ruleOf(body);
-    if constexpr (byTable<S, D>) {
+    const auto pixels = static_cast<std::size_t>(rows) * static_cast<std::size_t>(body.width);
+    const auto pays = [&](std::size_t size) { return pixels > 8 * size; };
+    if constexpr (sizeof(S) + sizeof(D) == 3) {
         using Lookup = nox::retype::Lookup<S, D>;
-        if (static_cast<std::size_t>(rows) * static_cast<std::size_t>(body.width) > 2 * Lookup::size) {
-            const auto heights = nox::newScratch<S>(Lookup::size);
-            const auto results = nox::newScratch<D>(Lookup::size);
-            for (std::size_t bits = 0; bits < Lookup::size; ++bits) heights[bits] = static_cast<S>(bits);
-            nox::retype::mapPixels(heights.get(), results.get(), Lookup::size, rule);
-            return runOverRows(body, rows, Lookup{results.get()});
+        if (pays(Lookup::size)) {
+            const auto results = tabulate<S, D>(Lookup::size, rule, Lookup::heightAt);
+            const Lookup lookup{results.get()};
+            if constexpr (std::is_same_v<D, unsigned char>)
+                return runOverRows(body, rows, lookup, rule);  // no division
+            if constexpr (sizeof(D) == 2) {
+                const nox::retype::ByteToWordLine<S> line(results.get());
+                const auto byLine = tabulate<S, D>(Lookup::size, line, Lookup::heightAt);
+                if (std::equal(byLine.get(), byLine.get() + Lookup::size, results.get()))
+                    return runOverRows(body, rows, lookup, line);
+            }
+            return runOverRows(body, rows, lookup, lookup);
+        }
+    } else if constexpr (std::is_same_v<S, int> && sizeof(D) <= 2) {
+        using Lookup = nox::retype::LookupAround<D, decltype(rule)>;
+        if (pays(Lookup::size)) {
+            const int middle = std::clamp(nox::t32(body.offset), -(1 << 30), 1 << 30);
+            const auto results =
+                tabulate<int, D>(Lookup::size, rule, [&](std::size_t bits) { return Lookup::heightAt(bits, middle); });
+            const Lookup lookup{results.get(), rule, middle};
+            return runOverRows(body, rows, lookup, lookup);
         }
     }
-    runOverRows(body, rows, rule);
+    runOverRows(body, rows, rule, rule);
 }
 
 /// Converts the pixels of `image`, which are those of `source`. @return the scale of the result's numbers

@@ -73,16 +73,24 @@ int destinationStride(const NOXEL::RetypeRows<S, D, Number>& body)
     return body.width;
 }
 
-/// The rows of a body by that rule.
-template <class Rows, class Body, class Rule>
-void mapRows(const Rows& rows, const Body& body, const Rule& rule, bool streaming)
+/// The rows of a body by those rules.
+template <class Rows, class Body, class Rule, class Other>
+void mapRows(const Rows& rows, const Body& body, const Rule& rule, const Other& other, bool streaming)
 {
     const auto columns = static_cast<std::size_t>(std::max(body.width, 0));
     for (auto row = static_cast<std::ptrdiff_t>(rows.begin()); row < static_cast<std::ptrdiff_t>(rows.end()); ++row) {
         const auto* const in = body.source + row * sourceStride(body);
         fillRow(body.destination + row * destinationStride(body), columns, streaming,
-                [&](auto* piece, std::size_t first, std::size_t count) { mapPixels(in + first, piece, count, rule); });
+                [&](auto* piece, std::size_t first, std::size_t count) {
+                    mapPixels(in + first, piece, count, rule, other);
+                });
     }
+}
+
+template <class Rows, class Body, class Rule>
+void mapRows(const Rows& rows, const Body& body, const Rule& rule, bool streaming)
+{
+    mapRows(rows, body, rule, rule, streaming);
 }
 
 }  // namespace nox::retype

@@ -3,16 +3,19 @@
 #include "data/Checked.h"
 #include "data/ElementType.h"
 #include "data/Lanes.h"
+#include "frame/Streaming.h"
 
 #include <immintrin.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <type_traits>
 
 // A rule turns eight neighbouring pixels at once, eight(from, to); `mapPixels` brings it any number of them, so that
-// there is no second form of it for single pixels.
+// there is no second form of it for single pixels. Inlined by force: a call would load all constants for each eight.
 
 namespace nox::retype {
 
@@ -157,8 +160,11 @@ struct GeneralRule
     /// A float times 100 or 1000 is a double without rounding, and the divisors are so near to 1 / 100 and 1 / 1000
     /// that the quotient is the same double; 0 for other divisors.
     double floatFactor = divisor == 0.01 ? 100.0 : divisor == 0.001 ? 1000.0 : 0.0;
+    float floatInvalid = static_cast<float>(sourceInvalid);
+    /// No other float lies so near to the invalid value that it counts as that.
+    bool standsAlone = std::abs(floatInvalid) >= 1.0f && floatInvalid == sourceInvalid;
 
-    void eight(const S* from, D* to) const
+    [[gnu::always_inline]] void eight(const S* from, D* to) const
     {
         if constexpr (sizeof(S) == 1 && sizeof(D) == 1) {
             const auto byte = [](double value) { return _mm_set1_epi8(static_cast<char>(t32(value))); };
@@ -176,12 +182,35 @@ struct GeneralRule
             const Int8 v = eightIntegers(from);
             storeNumber(to, isNone(v, sourceInvalid), height(widened(v)) / divisor);
         } else {
-            const Double8 v = eightDoubles(from), none = isNone<S>(v, sourceInvalid);
-            storeNumber(to, narrowed(none), units(chosen(none, 0.0, v)));
+            const Marked v = marked(from);
+            storeNumber(to, v.none, units(v.heights));
         }
     }
 
 private:
+    struct Marked
+    {
+        Int8 none;
+        Double8 heights;
+    };
+
+    /// For words invalid heights become 0, since numbers beyond 32 bits are dear there.
+    Marked marked(const S* from) const
+    {
+        constexpr bool clears = std::is_same_v<D, unsigned short>;
+        const Double8 v = eightDoubles(from);
+        if constexpr (std::is_same_v<S, float>) {
+            if (standsAlone) {
+                const Float8 all = eightFloats(from);
+                const __m256 none = _mm256_cmp_ps(all.lanes, _mm256_set1_ps(floatInvalid), _CMP_EQ_UQ);
+                return {split(_mm256_castps_si256(none)),
+                        clears ? widened(Float8(_mm256_andnot_ps(none, all.lanes))) : v};
+            }
+        }
+        const Double8 none = isNone<S>(v, sourceInvalid);
+        return {narrowed(none), clears ? chosen(none, 0.0, v) : v};
+    }
+
     Double8 units(Double8 v) const
     {
         return std::is_same_v<S, float> && floatFactor != 0.0 ? v * floatFactor : v / divisor;
@@ -235,7 +264,7 @@ struct ByteToWordRule
 {
     Place place;
 
-    void eight(const unsigned char* from, unsigned short* to) const
+    [[gnu::always_inline]] void eight(const unsigned char* from, unsigned short* to) const
     {
         const Double8 x = place(from);
         const Double8 cut{smaller(Double4(65535.0), x.low), smaller(Double4(65535.0), x.high)};  // lets a NaN pass
@@ -249,14 +278,13 @@ struct WordToByteRule
 {
     float resolution, offset;
 
-    void eight(const unsigned short* from, unsigned char* to) const
+    [[gnu::always_inline]] void eight(const unsigned short* from, unsigned char* to) const
     {
         const Float8 x =
-            (floats(eightIntegers(from)) - Float8(offset)) * Float8(resolution) * Float8(100.0f) + Float8(127.0f);
+            (Counts8(from).floats(0.0f) - Float8(offset)) * Float8(resolution) * Float8(100.0f) + Float8(127.0f);
         const Float8 atMost0 = _mm256_cmp_ps(x.lanes, _mm256_setzero_ps(), _CMP_LE_OQ);
-        const Float8 from1 = _mm256_or_ps(where(atMost0, Float8(1.0f)).lanes, _mm256_andnot_ps(atMost0.lanes, x.lanes));
-        const Int8 whole = nox::truncated(smaller(Float8(255.0f), from1));  // a NaN becomes the lowest integer, and 0
-        storeWords(to, zeroStays(from, saturatedWords(whole)));
+        const Float8 pinned = smaller(Float8(255.0f), larger(where(atMost0, Float8(1.0f)), x));
+        storeWords(to, zeroStays(from, saturatedWords(nox::truncated(pinned))));  // a NaN is the lowest integer, then 0
     }
 };
 
@@ -264,7 +292,7 @@ struct RoundedWordToByteRule
 {
     float scale, offset;
 
-    void eight(const unsigned short* from, unsigned char* to) const
+    [[gnu::always_inline]] void eight(const unsigned short* from, unsigned char* to) const
     {
         const Float8 x = (floats(eightIntegers(from)) - Float8(offset)) * Float8(scale) + Float8(127.0f);
         const Float8 cut = smaller(larger(x, Float8(0.0f)), Float8(255.0f));
@@ -278,7 +306,7 @@ struct FloatToByteRule
 {
     float divisor, targetOffset;
 
-    void eight(const float* from, unsigned char* to) const
+    [[gnu::always_inline]] void eight(const float* from, unsigned char* to) const
     {
         const Float8 v = eightFloats(from);
         const __m256 distance = (v - Float8(Element<float>::invalid)).lanes;
@@ -298,23 +326,81 @@ struct Lookup
     static constexpr std::size_t size = std::size_t{1} << (8 * sizeof(S));
     const D* results;
 
-    void eight(const S* from, D* to) const
+    static S heightAt(std::size_t bits) { return static_cast<S>(bits); }
+
+    [[gnu::always_inline]] void eight(const S* from, D* to) const
     {
         for (int k = 0; k < 8; ++k) to[k] = results[static_cast<std::make_unsigned_t<S>>(from[k])];
     }
 };
 
-/// The rule comes by value: a store of bytes might change one that the caller can see.
-template <class S, class D, class Rule>
-void mapPixels(const S* from, D* to, std::size_t n, const Rule rule)
+/// The straight line through a table of words for bytes, from its first height to its last; where the steps are whole
+/// it may be all of the table.
+template <class S>
+struct ByteToWordLine
+{
+    float first, step;
+
+    explicit ByteToWordLine(const unsigned short* results)
+        : first(results[static_cast<unsigned char>(std::numeric_limits<S>::lowest() + 1)]),
+          step((results[static_cast<unsigned char>(std::numeric_limits<S>::max())] - first) / 254.0f)
+    {
+    }
+
+    [[gnu::always_inline]] void eight(const S* from, unsigned short* to) const
+    {
+        const Counts8 counts(from);
+        store(to, counts.zeros(), nox::truncated(counts.floats(-1.0f) * Float8(step) + Float8(first)));
+    }
+};
+
+/// Look-up for 32-bit heights whose distance from a middle one has 16 bits. The two extreme distances are also those
+/// of all heights further away: they give what the invalid height gives, and other heights there go by the rule.
+template <class D, class Rule>
+struct LookupAround
+{
+    static constexpr std::size_t size = Lookup<short, D>::size;
+    const D* results;
+    Rule rule;
+    int middle;
+
+    static int heightAt(std::size_t bits, int middle)
+    {
+        const auto distance = static_cast<short>(bits);
+        return distance == INT16_MIN || distance == INT16_MAX ? Element<int>::invalid : middle + distance;
+    }
+
+    [[gnu::always_inline]] void eight(const int* from, D* to) const
+    {
+        const Int8 v = eightIntegers(from), none = isNone(v, Element<int>::invalid);
+        const __m128i centre = _mm_set1_epi32(middle);
+        const __m128i distances = _mm_packs_epi32(_mm_sub_epi32(v.low, centre), _mm_sub_epi32(v.high, centre));
+        const __m128i extreme =
+            _mm_cmpgt_epi16(_mm_set1_epi16(INT16_MIN + 2), _mm_add_epi16(distances, _mm_set1_epi16(1)));
+        if (!_mm_testc_si128(saturatedWords(none), extreme)) return rule.eight(from, to);
+        alignas(16) short places[8];
+        _mm_store_si128(reinterpret_cast<__m128i*>(places), distances);
+        Lookup<short, D>{results}.eight(places, to);
+    }
+};
+
+/// Two rules of the same outcome take turns: what one waits for is free for the other. They come by value: a store of
+/// bytes might change one that the caller can see.
+template <class S, class D, class Rule, class Other>
+void mapPixels(const S* from, D* to, std::size_t n, const Rule rule, const Other other)
 {
     std::size_t i = 0;
-    for (; i + 8 <= n; i += 8) rule.eight(from + i, to + i);
+    for (; i + 16 <= n; i += 16) {
+        fetchAhead(from + i);
+        rule.eight(from + i, to + i);
+        fetchAhead(from + i + 8);
+        other.eight(from + i + 8, to + i + 8);
+    }
     if (i < n) {
-        S in[8] = {};
-        D out[8];
+        S in[16] = {};
+        D out[16];
         std::copy(from + i, from + n, in);
-        rule.eight(in, out);
+        mapPixels(in, out, 16, rule, other);
         std::copy_n(out, n - i, to + i);
     }
 }
