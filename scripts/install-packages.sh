@@ -10,7 +10,7 @@ case ${1-} in
     demo) wanted=("${demo[@]}") ;;
     test) wanted=("${demo[@]}" libgtest-dev libbenchmark-dev) ;;
     docs) wanted=(doxygen) ;;
-    check) wanted=(git clang libclang-rt-14-dev clang-format clang-tidy dpkg-dev valgrind) ;;
+    check) wanted=(git clang libclang-rt-dev clang-format clang-tidy dpkg-dev valgrind) ;;
     *)
         echo "usage: install-packages.sh demo|test|docs|check" >&2
         exit 2
