@@ -39,13 +39,17 @@ public:
         return taken(cudaMemcpy(to, buffer, bytes, cudaMemcpyDeviceToHost));
     }
 
-    int launch(KernelId kernel, const Shape& shape, void** arguments) const noexcept override
+    int launch(const Launch* launches, int count, const Shape& shape) const noexcept override
     {
         constexpr std::int64_t most = std::numeric_limits<int>::max();
         if (shape.gridWidth > most || shape.gridHeight > most) return cudaErrorInvalidConfiguration;
         const dim3 grid(static_cast<unsigned>(shape.gridWidth), static_cast<unsigned>(shape.gridHeight));
         const dim3 block(static_cast<unsigned>(shape.blockWidth), static_cast<unsigned>(shape.blockHeight));
-        return taken(cudaLaunchKernel(kEntries[static_cast<int>(kernel)], grid, block, arguments, 0, nullptr));
+        cudaError_t error = cudaSuccess;
+        for (const Launch* next = launches; next != launches + count && error == cudaSuccess; ++next)
+            error =
+                cudaLaunchKernel(kEntries[static_cast<int>(next->kernel)], grid, block, next->arguments, 0, nullptr);
+        return taken(error);
     }
 
     int synchronise() const noexcept override { return taken(cudaDeviceSynchronize()); }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 
 #include "data/Checked.h"
 #include "data/HostDevice.h"
@@ -14,16 +15,21 @@ namespace nox::device {
 inline constexpr float kHeightBound = 1e8f;
 /// What stands in planes where there is no point: larger than every coordinate, so it wins no minimum.
 inline constexpr float kNoPoint = 3.4028234663852886e38f;
+/// The row of a point that takes no part: a NaN, which lies on no grid.
+inline constexpr float kNoRow = std::numeric_limits<float>::quiet_NaN();
 
 NOX_HD inline bool isMeasurement(float z) { return std::fabs(z) < kHeightBound; }
 
-/// Halves away from zero. What no int holds, and a NaN, gives the smallest int, which lies on no grid.
-NOX_HD inline std::int32_t nearestPixel(float position)
+/// What truncates to the nearest pixel, halves away from zero.
+NOX_HD inline float towardsNearest(float position)
 {
     const float size = std::fabs(position);
     const float half = size >= 0.5f && size <= 8388608.0f ? 0.5f : 0.0f;  // beyond it there are no fractions
-    return t32(position + std::copysign(half, position));
+    return position + std::copysign(half, position);
 }
+
+/// What no int holds, and a NaN, gives the smallest int, which lies on no grid.
+NOX_HD inline std::int32_t nearestPixel(float position) { return t32(towardsNearest(position)); }
 
 /// a * b + c, rounded once. Without an instruction for that, through double, which holds the product: of the results
 /// the last bit can differ where bits cut off from the double leave it halfway between two floats.
@@ -43,10 +49,11 @@ struct Point
     float z;
 };
 
-/// One of two points, both reckoned: no branch stands in the way of vectors.
+/// One of two, both reckoned: no branch stands in the way of vectors.
+NOX_HD inline float choose(bool first, float a, float b) { return first ? a : b; }
 NOX_HD inline Point choose(bool first, const Point& a, const Point& b)
 {
-    return {first ? a.x : b.x, first ? a.y : b.y, first ? a.z : b.z};
+    return {choose(first, a.x, b.x), choose(first, a.y, b.y), choose(first, a.z, b.z)};
 }
 
 /// The grid of a range image: x comes from the row and y from the column.
@@ -88,14 +95,12 @@ struct Rows
 /// Calls add(cell) for each of the four pixels that a point reaches: the nearest one, and its neighbours towards higher
 /// columns and rows.
 template <class Add>
-NOX_HD inline void spread(float column, float row, int width, const Rows& rows, const Add& add)
+NOX_HD inline void spread(std::int64_t column, std::int64_t row, int width, const Rows& rows, const Add& add)
 {
-    const std::int64_t r = nearestPixel(row);
-    if (r + 1 < rows.first || r >= rows.end) return;
-    const std::int64_t c = nearestPixel(column);
-    const bool inLeft = 0 <= c && c < width, inRight = 0 <= c + 1 && c + 1 < width;
-    const bool inUpper = rows.first <= r, inLower = r + 1 < rows.end;
-    const std::int64_t cell = r * width + c;
+    if (row + 1 < rows.first || row >= rows.end) return;
+    const bool inLeft = 0 <= column && column < width, inRight = 0 <= column + 1 && column + 1 < width;
+    const bool inUpper = rows.first <= row, inLower = row + 1 < rows.end;
+    const std::int64_t cell = row * width + column;
     if (inUpper && inLeft) add(cell);
     if (inUpper && inRight) add(cell + 1);
     if (inLower && inLeft) add(cell + width);

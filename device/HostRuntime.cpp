@@ -1,6 +1,6 @@
 #include <NoxMemory.h>
-#include <oneapi/tbb/task_arena.h>
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <tuple>
@@ -18,31 +18,8 @@ namespace {
 
 enum Error : int { kNone, kMemory, kLaunch };
 
-/// Runs the blocks of a launch in parallel; where threads add to shared cells, all blocks for each share of the cells.
-template <class Run>
-void forBlocks(const Shape& shape, bool adds, const Run& run)
-{
-    using Range = tbb::blocked_range<std::int64_t>;
-    if (adds) {
-        const int shares = tbb::this_task_arena::max_concurrency();
-        parallelFor(tbb::blocked_range<int>(0, shares, 1), [&](const tbb::blocked_range<int>& range) {
-            for (int share = range.begin(); share != range.end(); ++share)
-                for (std::int64_t row = 0; row < shape.gridHeight; ++row)
-                    run(Blocks{row, 0, shape.gridWidth, share, shares});
-        });
-    } else if (shape.gridHeight == 1) {
-        parallelFor(Range(0, shape.gridWidth), [&](const Range& range) { run(Blocks{0, range.begin(), range.end()}); });
-    } else {
-        parallelFor(Range(0, shape.gridHeight), [&](const Range& range) {
-            for (std::int64_t row = range.begin(); row != range.end(); ++row) run(Blocks{row, 0, shape.gridWidth});
-        });
-    }
-}
-
-using Entry = void (*)(const Shape& shape, void** arguments);
-
 template <class... P, std::size_t... i>
-constexpr auto argumentsOf(void (*)(const Blocks&, P...), std::index_sequence<i...>)
+constexpr auto unpacked(void (*)(const Blocks&, P...), std::index_sequence<i...>)
 {
     return [](void** packed) { return std::tuple<P...>(*static_cast<P*>(packed[i])...); };
 }
@@ -50,23 +27,46 @@ constexpr auto argumentsOf(void (*)(const Blocks&, P...), std::index_sequence<i.
 template <class... P>
 constexpr auto unpack(void (*kernel)(const Blocks&, P...))
 {
-    return argumentsOf(kernel, std::index_sequence_for<P...>());
+    return unpacked(kernel, std::index_sequence_for<P...>());
 }
 
-template <auto kernel, bool adds>
-void run(const Shape& shape, void** packed)
+template <auto kernel>
+void run(const Blocks& blocks, void** packed)
 {
-    const auto arguments = unpack(kernel)(packed);
-    forBlocks(shape, adds, [&](const Blocks& blocks) {
-        std::apply([&](const auto&... argument) { kernel(blocks, argument...); }, arguments);
-    });
+    std::apply([&](const auto&... argument) { kernel(blocks, argument...); }, unpack(kernel)(packed));
 }
+
+struct Entry
+{
+    void (*run)(const Blocks& blocks, void** packed);
+    bool adds;
+};
 
 constexpr Entry kEntries[] = {
-#define NOX_KERNEL_ENTRY(name, adds) run<&cuda_##name, adds>,
+#define NOX_KERNEL_ENTRY(name, adds) {run<&cuda_##name>, adds},
     NOX_KERNELS(NOX_KERNEL_ENTRY)
 #undef NOX_KERNEL_ENTRY
 };
+
+/// Blocks in a row that stay in a core's cache while several kernels go over them.
+constexpr std::int64_t kPiece = 64;
+
+/// Runs kernels in parallel over pieces of the grid, in each one after the other.
+void runAll(const Launch* launches, int count, const Shape& shape)
+{
+    const auto entry = [](const Launch& launch) -> const Entry& { return kEntries[static_cast<int>(launch.kernel)]; };
+    const auto run = [&](const Blocks& blocks) {
+        for (const Launch* next = launches; next != launches + count; ++next) entry(*next).run(blocks, next->arguments);
+    };
+    if (entry(*launches).adds) return run({});  // it does the sharing itself
+    const std::int64_t pieces = (shape.gridWidth + kPiece - 1) / kPiece;
+    parallelFor(tbb::blocked_range<std::int64_t>(0, pieces * shape.gridHeight), [&](const auto& range) {
+        for (std::int64_t i = range.begin(); i != range.end(); ++i) {
+            const std::int64_t first = i % pieces * kPiece;
+            run({i / pieces, first, std::min(first + kPiece, shape.gridWidth)});
+        }
+    });
+}
 
 /// Calls use(first, count) for pieces of that many bytes, in parallel.
 template <class Use>
@@ -102,6 +102,8 @@ public:
         return forPieces(bytes, [=](std::size_t i, std::size_t count) { std::memset(at(buffer, i), 0, count); });
     }
 
+    bool sharesMemory() const noexcept override { return true; }
+
     int upload(void* buffer, const void* from, std::size_t bytes) const noexcept override
     {
         return copy(buffer, from, bytes);
@@ -112,11 +114,11 @@ public:
         return copy(to, buffer, bytes);
     }
 
-    int launch(KernelId kernel, const Shape& shape, void** arguments) const noexcept override
+    int launch(const Launch* launches, int count, const Shape& shape) const noexcept override
     {
         return static_cast<int>(guarded(kLaunch, [&] {
             const FlushingFloatingPoint mode;
-            kEntries[static_cast<int>(kernel)](shape, arguments);
+            runAll(launches, count, shape);
             return kNone;
         }));
     }

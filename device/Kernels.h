@@ -69,25 +69,16 @@ NOX_DEVICE inline void blockMinima(const Blocks& blocks, float* slotsX, float* s
                                    float* blockMinX, float* blockMinY, const Place& place, const Finish& finish)
 {
     blocks.forBlocks([&](std::int64_t block) {
-        const std::int64_t begin = block * Shape::kLine;
-        const std::int64_t pixels = std::int64_t{place.width} * place.height;
-        const int firstRow = static_cast<int>(begin / place.width), firstColumn = static_cast<int>(begin % place.width);
-        blocks.forThreads(Shape::kLine, [&](int t) {
-            int row = firstRow;
-            std::int64_t column = std::int64_t{firstColumn} + t;
-            if (column >= place.width) {
-                row += static_cast<int>(column / place.width);
-                column %= place.width;
-            }
-            const std::int64_t cell = std::int64_t{row} * place.stride + column;
-            const bool inImage = begin + t < pixels;
-            slotsX[t] = inImage ? X[cell] : kNoPoint;
-            slotsY[t] = inImage ? Y[cell] : kNoPoint;
+        blocks.forThreads(Shape::kLine, [=](int t) { slotsX[t] = slotsY[t] = kNoPoint; });
+        blocks.forPixelsOf(block, place.width, place.height, [=](int t, int row, int column) {
+            const std::int64_t cell = place.cellAt(row, column);
+            slotsX[t] = X[cell];
+            slotsY[t] = Y[cell];
         });
         for (int step = Shape::kLine / 2; step > 0; step /= 2)
-            blocks.forThreads(step, [&](int t) {
-                if (slotsX[t] > slotsX[t + step]) slotsX[t] = slotsX[t + step];
-                if (slotsY[t] > slotsY[t + step]) slotsY[t] = slotsY[t + step];
+            blocks.forThreads(step, [=](int t) {
+                slotsX[t] = choose(slotsX[t] > slotsX[t + step], slotsX[t + step], slotsX[t]);
+                slotsY[t] = choose(slotsY[t] > slotsY[t + step], slotsY[t + step], slotsY[t]);
             });
         blocks.forThreads(1, [&](int) {
             blockMinX[block] = finish(slotsX[0]);
@@ -140,80 +131,110 @@ NOX_KERNEL(cuda_NPclCorrect, float* X, float* Y, float* Z, float m00, float m01,
     });
 }
 
-NOX_KERNEL(cuda_NPclValToPixel, float* X, float* Y, float* Z, float shiftX, float shiftY, float rowResolution,
+NOX_KERNEL(cuda_NPclValToPixel, float* X, float* Y, const float* Z, float shiftX, float shiftY, float rowResolution,
            float columnResolution, float /*spare*/, int columnOffset, int /*spare*/, int width, int height, int stride,
            int /*spare*/)
 {
-    const Planes planes{X, Y, Z};
     const Place place{columnOffset, width, height, stride};
     NOX_BLOCKS.forPixels(width, height, [=](int row, int column) {
         const std::int64_t cell = place.cellAt(row, column);
-        const Point p = planes.at(cell);
-        planes.set(cell, choose(isMeasurement(p.z),
-                                Point{(p.x - shiftX) / rowResolution, (p.y - shiftY) / columnResolution, p.z}, p));
+        const bool moves = isMeasurement(Z[cell]);
+        X[cell] = choose(moves, (X[cell] - shiftX) / rowResolution, X[cell]);
+        Y[cell] = choose(moves, (Y[cell] - shiftY) / columnResolution, Y[cell]);
     });
 }
 
 // Accumulation. Sums, weights and colours of the grid start at 0.
 
-/// The grid that points are added to; `colors` holds `channels` sums a pixel.
-struct Sums
+/// Points of a list, their columns and rows in pixels, and the grid that they are added to. addColor(i, cell) adds what
+/// else a point has.
+template <class AddColor>
+struct Additions
 {
-    float* heights;
+    const float* columns;
+    const float* rows;
+    const float* heights;
+    AddColor addColor;
+    int width;
+    int height;
+    float* sums;
     float* weights;
-    float* colors;
-    int channels;
+
+    static constexpr bool kColored = AddColor::kColored;
+
+    /// What truncates to the pixel; a NaN, which lies on no grid, for a point that is not summed.
+    NOX_HD float rowOf(std::int64_t i) const { return choose(isSummed(heights[i]), towardsNearest(rows[i]), kNoRow); }
+    NOX_HD float columnOf(std::int64_t i) const { return towardsNearest(columns[i]); }
+
+    /// Adds point i to the pixels that it reaches in some rows.
+    NOX_DEVICE void add(std::int64_t i, const Rows& own) const
+    {
+        spread(t32(columnOf(i)), t32(rowOf(i)), width, own, [&](std::int64_t cell) {
+            addTo(sums + cell, heights[i]);
+            addTo(weights + cell, 1.0f);
+            addColor(i, cell);
+        });
+    }
 };
 
-/// Adds a point to the pixels that it reaches, with its colour where there is one.
-NOX_DEVICE inline void addPoint(float column, float row, float z, const unsigned char* color, int width,
-                                const Rows& rows, const Sums& sums)
+/// A point's first three channels.
+struct Colors
 {
-    if (!isSummed(z)) return;
-    spread(column, row, width, rows, [&](std::int64_t cell) {
-        addTo(sums.heights + cell, z);
-        addTo(sums.weights + cell, 1.0f);
-        for (int k = 0; k < averagedChannels(sums.channels); ++k)
-            addTo(sums.colors + cell * sums.channels + k, static_cast<float>(color[k]));
-    });
-}
+    const unsigned char* bytes;
+    int channels;
+    float* sums;
 
-NOX_DEVICE inline void addPoints(const Blocks& blocks, const float* X, const float* Y, const float* Z,
-                                 const unsigned char* colors, int n, int width, int height, const Sums& sums)
+    static constexpr bool kColored = true;
+
+    NOX_DEVICE void operator()(std::int64_t i, std::int64_t cell) const
+    {
+        for (int k = 0; k < averagedChannels(channels); ++k)
+            addTo(sums + cell * channels + k, static_cast<float>(bytes[i * channels + k]));
+    }
+};
+
+struct NoColors
 {
-    const Rows rows = blocks.rowsToAddTo(height);
-    blocks.forPoints(
-        n, [=](std::int64_t i) { addPoint(X[i], Y[i], Z[i], colors + i * sums.channels, width, rows, sums); });
-}
+    static constexpr bool kColored = false;
+
+    NOX_DEVICE void operator()(std::int64_t, std::int64_t) const {}
+};
 
 NOX_KERNEL(cuda_AddWeightSum, const float* X, const float* Y, const float* Z, int n, int width, int height,
            float* weightedSum, float* weights)
 {
-    addPoints(NOX_BLOCKS, X, Y, Z, nullptr, n, width, height, {weightedSum, weights, nullptr, 0});
+    NOX_BLOCKS.addPoints(Additions<NoColors>{X, Y, Z, {}, width, height, weightedSum, weights}, n);
 }
 
 NOX_KERNEL(cuda_AddWeightSumWithColor1, const float* X, const float* Y, const float* Z, const unsigned char* colors,
            int n, int width, int height, float* weightedSum, float* weightedColor, float* weights)
 {
-    addPoints(NOX_BLOCKS, X, Y, Z, colors, n, width, height, {weightedSum, weights, weightedColor, 1});
+    const Colors values{colors, 1, weightedColor};
+    NOX_BLOCKS.addPoints(Additions<Colors>{X, Y, Z, values, width, height, weightedSum, weights}, n);
 }
 
 NOX_KERNEL(cuda_AddWeightSumWithColor3, const float* X, const float* Y, const float* Z, const unsigned char* colors,
            int n, int width, int height, int channels, float* weightedSum, float* weightedColor, float* weights)
 {
-    addPoints(NOX_BLOCKS, X, Y, Z, colors, n, width, height, {weightedSum, weights, weightedColor, channels});
+    const Colors values{colors, channels, weightedColor};
+    NOX_BLOCKS.addPoints(Additions<Colors>{X, Y, Z, values, width, height, weightedSum, weights}, n);
 }
 
 /// The points of a canvas: a point's row stands in X, its column in Y.
 NOX_KERNEL(cuda_NAddWeightSum, const float* X, const float* Y, const float* Z, int width, int height,
            float* weightedSum, float* weights)
 {
-    const Rows rows = NOX_BLOCKS.rowsToAddTo(height);
-    NOX_BLOCKS.forPixels(width, height, [=](int row, int column) {
-        const std::int64_t cell = std::int64_t{row} * width + column;
-        addPoint(Y[cell], X[cell], Z[cell], nullptr, width, rows, {weightedSum, weights, nullptr, 0});
-    });
+    NOX_BLOCKS.addPixels(Additions<NoColors>{Y, X, Z, {}, width, height, weightedSum, weights}, width, height);
 }
+
+/// What was added up of a grid; `colors` holds `channels` sums a pixel.
+struct Sums
+{
+    const float* heights;
+    const float* weights;
+    const float* colors;
+    int channels;
+};
 
 NOX_DEVICE inline void finish(const Blocks& blocks, const Sums& sums, float invalid, int width, int height, float* out,
                               unsigned char* outColor)

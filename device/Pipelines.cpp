@@ -17,13 +17,12 @@ constexpr float kInvalid = Element<float>::invalid;
 
 std::uint64_t cellsOf(int width, int height) { return static_cast<std::uint64_t>(pixelCount(width, height)); }
 
-/// Sums and weights of a grid, all 0.
+/// Sums and weights of a grid.
 struct SumGrid
 {
     Buffer<float> sums;
     Buffer<float> weights;
-    SumGrid(Session& device, std::uint64_t cells)
-        : sums(device.zeros<float>(cells)), weights(device.zeros<float>(cells))
+    SumGrid(Session& device, std::uint64_t cells) : sums(device.sums<float>(cells)), weights(device.sums<float>(cells))
     {
     }
 };
@@ -34,31 +33,36 @@ float* heightsOf(NoxRangeImage& image) { return reinterpret_cast<float*>(image.D
 /// The planes of a canvas that holds no point yet: heights of 0 are not summed.
 class Canvas
 {
+    /// Turns an image's coordinates into rows and columns of the result.
+    auto toPixels(const NoxRangeImage& image, int columnOffset) const
+    {
+        return kernel::NPclValToPixel(x_.get(), y_.get(), z_.get(), shift_.x, shift_.y, rowResolution_,
+                                      columnResolution_, 0.0f, columnOffset, 0, image.Width(), image.Height(), columns_,
+                                      0);
+    }
+
 public:
-    Canvas(Session& device, int columns, int rows)
+    /// @param covered  whether images will lie on all of it
+    Canvas(Session& device, int columns, int rows, bool covered, float rowResolution, float columnResolution)
         : device_(device),
           columns_(columns),
           rows_(rows),
+          rowResolution_(rowResolution),
+          columnResolution_(columnResolution),
           x_(device.allocate<float>(cellsOf(columns, rows))),
           y_(device.allocate<float>(cellsOf(columns, rows))),
-          z_(device.zeros<float>(cellsOf(columns, rows)))
+          z_(covered ? device.allocate<float>(cellsOf(columns, rows)) : device.zeros<float>(cellsOf(columns, rows)))
     {
         if (device.code()) std::fprintf(stderr, "cuda_MallocXYZ:%s\n", device.errorText());
     }
 
-    struct Corner
-    {
-        float x;
-        float y;
-    };
-
-    /// Lays the first image down and moves it by its pose.
-    /// @return from where its corner stood to where it stands now
-    Corner placeFirst(const NoxRangeImage& image, const NoxMatrix& matrix)
+    /// Lays the first image down and moves it by its pose; all images are then shifted so that its corner stands where
+    /// it stood before.
+    void placeFirst(const NoxRangeImage& image, const NoxMatrix& matrix)
     {
         const Shape pixels = Shape::pixels(image.Width(), image.Height());
         {
-            const Buffer<float> heights = upload(image);
+            const Buffer<const float> heights = input(image);
             const PixelGrid g = gridOf(image);
             device_.run(kernel::RangeToPcl0, pixels, heights.get(), x_.get(), y_.get(), z_.get(), g.offsetX, g.offsetY,
                         g.resolutionX, g.resolutionY, kNoPoint, kNoPoint, image.Width(), image.Height(), columns_, 0);
@@ -69,32 +73,23 @@ public:
                     p.m[5], p.m[6], p.m[7], p.m[8], p.m[9], p.m[10], p.m[11], kNoPoint, image.Width(), image.Height(),
                     columns_, 0);
         const Corner after = corner(kernel::NMinBoxXY, image);
-        return {after.x - before.x, after.y - before.y};
+        shift_ = {after.x - before.x, after.y - before.y};
+        device_.runTogether(pixels, toPixels(image, 0));
     }
 
     void placeNext(const NoxRangeImage& image, const NoxMatrix& matrix, int columnOffset)
     {
-        const Shape pixels = Shape::pixels(image.Width(), image.Height());
-        {
-            const Buffer<float> heights = upload(image);
-            const PixelGrid g = gridOf(image);
-            device_.run(kernel::NRangeToPcl, pixels, heights.get(), x_.get(), y_.get(), z_.get(), g.offsetX, g.offsetY,
-                        g.resolutionX, g.resolutionY, kNoPoint, kNoPoint, columnOffset, 0, image.Width(),
-                        image.Height(), columns_, 0);
-        }
+        const Buffer<const float> heights = input(image);
+        const PixelGrid g = gridOf(image);
         const Pose p = poseOf(matrix);
-        device_.run(kernel::NPclCorrect, pixels, x_.get(), y_.get(), z_.get(), p.m[0], p.m[1], p.m[2], p.m[3], p.m[4],
-                    p.m[5], p.m[6], p.m[7], p.m[8], p.m[9], p.m[10], p.m[11], kNoPoint, columnOffset, 0, image.Width(),
-                    image.Height(), columns_, 0);
-    }
-
-    /// Turns an image's coordinates into rows and columns of the result.
-    void toPixels(const NoxRangeImage& image, int columnOffset, const Corner& shift, float rowResolution,
-                  float columnResolution)
-    {
-        device_.run(kernel::NPclValToPixel, Shape::pixels(image.Width(), image.Height()), x_.get(), y_.get(), z_.get(),
-                    shift.x, shift.y, rowResolution, columnResolution, 0.0f, columnOffset, 0, image.Width(),
-                    image.Height(), columns_, 0);
+        device_.runTogether(Shape::pixels(image.Width(), image.Height()),
+                            kernel::NRangeToPcl(heights.get(), x_.get(), y_.get(), z_.get(), g.offsetX, g.offsetY,
+                                                g.resolutionX, g.resolutionY, kNoPoint, kNoPoint, columnOffset, 0,
+                                                image.Width(), image.Height(), columns_, 0),
+                            kernel::NPclCorrect(x_.get(), y_.get(), z_.get(), p.m[0], p.m[1], p.m[2], p.m[3], p.m[4],
+                                                p.m[5], p.m[6], p.m[7], p.m[8], p.m[9], p.m[10], p.m[11], kNoPoint,
+                                                columnOffset, 0, image.Width(), image.Height(), columns_, 0),
+                            toPixels(image, columnOffset));
     }
 
     SumGrid sums() const
@@ -106,9 +101,15 @@ public:
     }
 
 private:
-    Buffer<float> upload(const NoxRangeImage& image)
+    struct Corner
     {
-        return device_.uploaded(heightsOf(image), cellsOf(image.Width(), image.Height()));
+        float x;
+        float y;
+    };
+
+    Buffer<const float> input(const NoxRangeImage& image)
+    {
+        return device_.input(heightsOf(image), cellsOf(image.Width(), image.Height()));
     }
 
     static PixelGrid gridOf(const NoxRangeImage& image)
@@ -150,6 +151,9 @@ private:
     Session& device_;
     int columns_;
     int rows_;
+    float rowResolution_;
+    float columnResolution_;
+    Corner shift_{};
     Buffer<float> x_;
     Buffer<float> y_;
     Buffer<float> z_;
@@ -169,6 +173,14 @@ long refusal(const NoxRangeImageArray& images, int canvasColumns, int canvasRows
     return fits ? NOXEL::code::success : NOXEL::code::argument3;
 }
 
+/// Whether images that fit a canvas leave none of its cells free.
+bool cover(const NoxRangeImageArray& images, int canvasColumns, int canvasRows)
+{
+    std::int64_t cells = 0;
+    for (int k = 0; k < images.Length(); ++k) cells += pixelCount(images[k]);
+    return cells == pixelCount(canvasColumns, canvasRows);
+}
+
 }  // namespace
 
 long DevicePclToRange(const Runtime& runtime, const float* x, const float* y, const float* z, NoxRangeImage* image,
@@ -180,15 +192,15 @@ long DevicePclToRange(const Runtime& runtime, const float* x, const float* y, co
     const auto values = static_cast<std::uint64_t>(colors ? channels : 0);
     const SumGrid grid(device, cells);
     Buffer<float> colorSums = device.none<float>();
-    if (colors) colorSums = device.zeros<float>(cells * values);
+    if (colors) colorSums = device.sums<float>(cells * values);
     {
-        const auto X = device.uploaded(x, points), Y = device.uploaded(y, points), Z = device.uploaded(z, points);
+        const auto X = device.input(x, points), Y = device.input(y, points), Z = device.input(z, points);
         const Shape line = Shape::line(n);
         if (!colors) {
             device.run(kernel::AddWeightSum, line, X.get(), Y.get(), Z.get(), n, width, height, grid.sums.get(),
                        grid.weights.get());
         } else {
-            const auto bytes = device.uploaded(colors, points * values);
+            const auto bytes = device.input(colors, points * values);
             if (channels == 1)
                 device.run(kernel::AddWeightSumWithColor1, line, X.get(), Y.get(), Z.get(), bytes.get(), n, width,
                            height, grid.sums.get(), colorSums.get(), grid.weights.get());
@@ -197,7 +209,7 @@ long DevicePclToRange(const Runtime& runtime, const float* x, const float* y, co
                            height, channels, grid.sums.get(), colorSums.get(), grid.weights.get());
         }
     }
-    const auto out = device.allocate<float>(cells);
+    const auto out = device.output(heightsOf(*image), cells);
     const Shape pixels = Shape::pixels(width, height);
     if (!colors) {
         device.run(kernel::WeightToFinalZ, pixels, grid.sums.get(), grid.weights.get(), kInvalid, width, height,
@@ -206,7 +218,7 @@ long DevicePclToRange(const Runtime& runtime, const float* x, const float* y, co
         return device.code();
     }
 
-    const auto outColors = device.allocate<unsigned char>(cells * values);
+    const auto outColors = device.output(image->ColorData(), cells * values);
     if (channels == 1)
         device.run(kernel::WeightToFinalZWithColor1, pixels, grid.sums.get(), colorSums.get(), grid.weights.get(),
                    kInvalid, width, height, out.get(), outColors.get());
@@ -225,28 +237,27 @@ long DeviceRangeMerge(const Runtime& runtime, const NoxRangeImageArray& images, 
     if (const long refused = refusal(images, canvasColumns, canvasRows)) return refused;
     Session device(runtime);
     const auto summed = [&] {
-        Canvas canvas(device, canvasColumns, canvasRows);
-        const Canvas::Corner shift = canvas.placeFirst(images[0], matrices[0]);
-        canvas.toPixels(images[0], 0, shift, resolutionY, resolutionX);
+        Canvas canvas(device, canvasColumns, canvasRows, cover(images, canvasColumns, canvasRows), resolutionY,
+                      resolutionX);
+        canvas.placeFirst(images[0], matrices[0]);
         int columnOffset = 0;
         for (int k = 1; k < images.Length() && !device.code(); ++k) {
             columnOffset += images[k - 1].Width();
             canvas.placeNext(images[k], matrices[k], columnOffset);
-            canvas.toPixels(images[k], columnOffset, shift, resolutionY, resolutionX);
         }
         return canvas.sums();
     };
     const SumGrid grid = summed();
-    const std::uint64_t cells = cellsOf(outputWidth, outputHeight);
-    const auto heights = device.allocate<float>(cells);
-    device.run(kernel::WeightToZS, Shape::pixels(outputWidth, outputHeight), grid.sums.get(), grid.weights.get(),
-               kInvalid, canvasColumns, canvasRows, outputWidth, outputHeight, heights.get());
     if (device.code()) return device.code();
 
+    const std::uint64_t cells = cellsOf(outputWidth, outputHeight);
     if (!memoryGrants(cells * sizeof(float))) return NOXEL::code::deviceMemory;
     NoxRangeImage merged;
     merged.SetSize(outputWidth, outputHeight, NoxDataType32F);
     merged.SetInfo(1.0, 0.0, resolutionX, 0.0, resolutionY, 0.0);
+    const auto heights = device.output(heightsOf(merged), cells);
+    device.run(kernel::WeightToZS, Shape::pixels(outputWidth, outputHeight), grid.sums.get(), grid.weights.get(),
+               kInvalid, canvasColumns, canvasRows, outputWidth, outputHeight, heights.get());
     device.download(heightsOf(merged), heights, cells);
     if (!device.code()) *out = merged;
     return device.code();

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <tuple>
 
 #include "data/ElementType.h"
 #include "device/Kernels.h"
@@ -12,27 +13,56 @@
 
 namespace nox::device {
 
+/// A kernel with its arguments.
+template <class... P>
+class Call
+{
+public:
+    Call(KernelId kernel, const P&... arguments) : kernel_(kernel), arguments_(arguments...) {}
+
+    Launch launch()
+    {
+        std::apply(
+            [this](P&... arguments) {
+                std::size_t i = 0;
+                ((pointers_[i++] = &arguments), ...);
+            },
+            arguments_);
+        return {kernel_, pointers_};
+    }
+
+private:
+    KernelId kernel_;
+    std::tuple<P...> arguments_;
+    void* pointers_[sizeof...(P)] = {};
+};
+
 /// A kernel with the types of its arguments.
 template <class... P>
 struct Kernel
 {
     KernelId id;
-    constexpr Kernel(KernelId place, void (*)(const Blocks&, P...)) : id(place) {}
+    Call<P...> operator()(typename Tag<P>::type... arguments) const { return {id, arguments...}; }
 };
 
 namespace kernel {
-#define NOX_TYPED_KERNEL(name, adds) inline constexpr Kernel name(KernelId::name, &cuda_##name);
+template <class... P>
+Kernel<P...> typed(void (*)(const Blocks&, P...));
+#define NOX_TYPED_KERNEL(name, adds) inline constexpr decltype(typed(&cuda_##name)) name{KernelId::name};
 NOX_KERNELS(NOX_TYPED_KERNEL)
 #undef NOX_TYPED_KERNEL
 }  // namespace kernel
 
 struct ReleaseBuffer
 {
-    const Runtime* runtime;
-    void operator()(void* buffer) const noexcept { runtime->release(buffer); }
+    const Runtime* runtime = nullptr;
+    void operator()(const void* buffer) const noexcept
+    {
+        if (runtime) runtime->release(const_cast<void*>(buffer));
+    }
 };
 
-/// Device memory of a call, released with the object.
+/// Device memory of a call, released with the object; or memory of the host in its place.
 template <class T>
 using Buffer = std::unique_ptr<T, ReleaseBuffer>;
 
@@ -78,6 +108,29 @@ public:
         return buffer;
     }
 
+    /// What kernels add to.
+    template <class T>
+    Buffer<T> sums(std::uint64_t count)
+    {
+        return runtime_.sharesMemory() ? allocate<T>(count) : zeros<T>(count);
+    }
+
+    /// What kernels read from the host.
+    template <class T>
+    Buffer<const T> input(const T* from, std::uint64_t count)
+    {
+        if (runtime_.sharesMemory()) return Buffer<const T>(from);
+        return uploaded(from, count);
+    }
+
+    /// What kernels write, and `download` then puts into `to`.
+    template <class T>
+    Buffer<T> output(T* to, std::uint64_t count)
+    {
+        if (runtime_.sharesMemory()) return Buffer<T>(to);
+        return allocate<T>(count);
+    }
+
     template <class T>
     void clear(T* buffer, std::uint64_t count)
     {
@@ -87,6 +140,7 @@ public:
     template <class T>
     void download(T* to, const Buffer<T>& buffer, std::uint64_t count)
     {
+        if (buffer.get() == to) return;
         attempt(NOXEL::code::deviceLaunch, [&] { return runtime_.download(to, buffer.get(), bytes<T>(count)); });
     }
 
@@ -94,8 +148,15 @@ public:
     template <class... P>
     void run(const Kernel<P...>& kernel, const Shape& shape, typename Tag<P>::type... arguments)
     {
-        void* packed[] = {&arguments...};
-        attempt(NOXEL::code::deviceLaunch, [&] { return runtime_.launch(kernel.id, shape, packed); });
+        runTogether(shape, kernel(arguments...));
+    }
+
+    /// The same for several, of which each reads in a thread only what the same thread of those before it has written.
+    template <class... Calls>
+    void runTogether(const Shape& shape, Calls... calls)
+    {
+        const Launch launches[] = {calls.launch()...};
+        attempt(NOXEL::code::deviceLaunch, [&] { return runtime_.launch(launches, sizeof...(calls), shape); });
         attempt(NOXEL::code::deviceLaunch, [&] { return runtime_.synchronise(); });
     }
 
