@@ -31,7 +31,8 @@ void fill(NoxRangeImage& range)
     T* const heights = reinterpret_cast<T*>(range.Data());
     for (std::size_t i = 0; i < range.Matrix().total(); ++i) {
         const auto draw = random();
-        heights[i] = static_cast<T>(static_cast<float>(draw >> 25) * 0.37f + static_cast<float>(i % 97) * 0.25f);
+        heights[i] =
+            static_cast<T>(40.0f + static_cast<float>(draw >> 25) * 0.37f + static_cast<float>(i % 97) * 0.25f);
         if (draw % 4 == 0) heights[i] = nox::Element<T>::invalid;
         if (!nox::isScaled<T> && draw % 32 == 1)
             heights[i] = draw % 64 == 1 ? std::numeric_limits<T>::quiet_NaN() : std::numeric_limits<T>::infinity();
@@ -200,7 +201,7 @@ Inputs someInputs(int width, int height, int dataType, bool rich)
     for (std::size_t i = 0; i < in.image.Matrix().total() * in.image.Matrix().elemSize(); ++i)
         in.image.ImageData()[i] = static_cast<unsigned char>(random() >> 24);
 
-    for (int i = 0; i < 100000; ++i) in.waves.push_back(std::sin(i) * std::exp2(i % 61));
+    for (int i = 0; i < width * height; ++i) in.waves.push_back(std::sin(i) * std::exp2(i % 61));
     in.samplingMethod = (dataType + (rich ? 3 : 0)) % 5;
     in.plane = Nox3DPlane({1, 2, 20}, {0.01f, rich ? 0.0f : -0.02f, 1.0f});
     in.roi.GenCircle({width * 0.4, height * 0.6}, height * 0.35);

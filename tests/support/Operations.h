@@ -26,7 +26,7 @@ struct Inputs
     int tileWidth = 16, tileHeight = 11, dataType = NoxDataType32F, newDataType = NoxDataType32F;
     int samplingFactor = 1, samplingMethod = 0, method = 0;
     double resolutionX = 0.625, resolutionY = 0.875, resolutionZ = 0.5, offsetX = 3.5, offsetY = -1.25, offsetZ = 2.0;
-    double low = 5.0, high = 40.0, above = 12.0, below = 9.0, grayScale = 0.7, grayOffset = -3.0;
+    double low = 25.0, high = 45.0, above = 12.0, below = 9.0, grayScale = 0.7, grayOffset = -3.0;
 };
 
 /// What they write.
