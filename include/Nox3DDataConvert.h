@@ -67,7 +67,8 @@ public:
     /// @param pose    row by row; the all-zero matrix is refused
     /// @param width, height  cells, at least 2; the cell size follows from the box
     /// @return 0; 11100002, 11200001 to 11200003 in this order; 30602017 no usable bounding box; 30602012 too little
-    /// memory or a grid too large; 30602023 not one colour for each point; 30602010 an exception
+    /// memory or a grid too large; 30602023 not one colour for each point; 30602010 an exception; 30602013 and 30602014
+    /// where a device fails
     long PointCloudToRangeImage(NoxPointCloud& cloud, NoxRangeImage* result, NoxMatrix4& pose, int width, int height);
 
     /// The same with the cell size given, in units of the cloud; width and height of the grid follow from the box.
@@ -146,7 +147,8 @@ public:
     /// type other than 0 and 1; 11100030 types differ; 11404001 no poses or one that is not 4 x 4 doubles; 30602015 not
     /// one pose for each image; 30602020 only zero poses, in this order; 30602016 too little memory; 30602021 with
     /// samplingFactor above 1, an image smaller than that (in type 0 the first, with a samplingMethod); 30602022 an
-    /// exception in the merge; 11000013 any other; the code of a conversion or resampling that failed
+    /// exception in the merge; 11000013 any other; 30602013 and 30602014 where a device fails; the code of a conversion
+    /// or resampling that failed
     long RangeImagePostureCorrect(NoxRangeImageArray& images, NoxMatrixArray& poses, int referenceIndex,
                                   float resolutionX, float resolutionY, int samplingFactor, int samplingMethod,
                                   int outputWidth, int outputHeight, NoxRangeImage* result);
