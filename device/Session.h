@@ -18,7 +18,7 @@ template <class... P>
 class Call
 {
 public:
-    Call(KernelId kernel, const P&... arguments) : kernel_(kernel), arguments_(arguments...) {}
+    explicit Call(KernelId kernel, const P&... arguments) : kernel_(kernel), arguments_(arguments...) {}
 
     Launch launch()
     {
@@ -42,13 +42,13 @@ template <class... P>
 struct Kernel
 {
     KernelId id;
-    Call<P...> operator()(typename Tag<P>::type... arguments) const { return {id, arguments...}; }
+    Call<P...> operator()(typename Tag<P>::type... arguments) const { return Call<P...>(id, arguments...); }
 };
 
 namespace kernel {
 template <class... P>
 Kernel<P...> typed(void (*)(const Blocks&, P...));
-#define NOX_TYPED_KERNEL(name, adds) inline constexpr decltype(typed(&cuda_##name)) name{KernelId::name};
+#define NOX_TYPED_KERNEL(name, adds) inline constexpr auto name = decltype(typed(&cuda_##name)){KernelId::name};
 NOX_KERNELS(NOX_TYPED_KERNEL)
 #undef NOX_TYPED_KERNEL
 }  // namespace kernel

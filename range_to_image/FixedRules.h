@@ -27,6 +27,13 @@ struct SameGray
     }
 };
 
+/// Copied as memory: that fetches no target.
+template <class T>
+void mapPixels(const T* from, T* to, int count, SameGray /*rule*/)
+{
+    std::copy_n(from, count, to);
+}
+
 /// Signed to unsigned of the same depth: the lowest height, which is the invalid one, becomes 0.
 template <class T, class U>
 struct ShiftedGray

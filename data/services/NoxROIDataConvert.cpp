@@ -140,8 +140,8 @@ private:
             Span joined = spans_[i];
             while (++i < spans_.size() && spans_[i].first <= joined.last + 1)
                 joined.last = std::max(joined.last, spans_[i].last);
-            runs_.push_back({static_cast<std::int32_t>(row), static_cast<std::int32_t>(joined.first),
-                             static_cast<std::int32_t>(joined.last)});
+            runs_.emplace_back(static_cast<std::int32_t>(row), static_cast<std::int32_t>(joined.first),
+                               static_cast<std::int32_t>(joined.last));
         }
     }
 
