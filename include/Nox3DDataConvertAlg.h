@@ -3,9 +3,8 @@
 #include <Nox3DPlane.h>
 #include <NoxExport.h>
 #include <NoxImage.h>
+#include <NoxROI.h>
 #include <NoxRangeImage.h>
-
-class NoxROI;
 
 namespace NOXEL {
 

@@ -192,6 +192,7 @@ long Nox3DDataConvertAlg::NoxRangeImageToImage(NoxRangeImage& range, NoxROI& roi
 
     std::vector<NoxRun> runs;
     const long code = nox::regionRuns(roi, range, &runs);
+    // Outside the whole image lies nothing; where its runs could not be had, the pixels stay.
     if (code == 0 || roi.ROIType() != NoxROITypeAll) nox::fillOutside(grays, runs, background);
     if (code != 0) return code;
 

@@ -66,6 +66,7 @@ TEST(DevicePostureFacade, TakesTheRoutes)
         {"reduced canvas below 1024", {step(1500, 1100)}, 2, 2, {1500, 5000}, false},
         {"reduced canvas of 1024", {step(2048, 2048)}, 2, 2, {2049, 2050}, true},
         {"reduced to nothing", {small, step(40, 2)}, 3, 0, {40, 30}, false, 11100001},
+        {"the first smaller than the factor", {step(40, 2), small}, 3, 1, {40, 30}, false, 30602021},
     };
     for (const auto& r : rows) {
         const replaced::LogScope log;

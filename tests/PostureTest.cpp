@@ -490,6 +490,17 @@ TEST(Posture, MemoryGuardsCountGridsAsIfTheCanvasStood)
     }
 }
 
+TEST(Posture, HeightsThatCannotBeConvertedForLackOfMemoryAreTold)
+{
+    NoxRangeImage image, result;
+    image.SetSize(4200, 4100, NoxDataType8U);
+    image.Matrix().setTo(1);
+    Scene scene;
+    scene.add(image, kIdentity);
+    const replaced::MemoryScope memory(5ULL << 20);
+    EXPECT_EQ(correct(scene, {1, 1, 1, 0, 4, 3}, &result), 30602016);
+}
+
 TEST(Posture, RecordsBracketTheConversion)
 {
     NoxRangeImage image = flatImage(), result;

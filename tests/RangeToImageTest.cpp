@@ -130,6 +130,18 @@ TEST(RangeToImage, RefusalsComeInOrder)
     }
 }
 
+TEST(RangeToImage, HeightsOfNoElementTypeGiveNoImage)
+{
+    NoxRangeImage halves = image<float>(3, 2, {1, 2, 3, 4, 5, 6});
+    halves.SetMatrix(cv::Mat::zeros(2, 3, CV_16F));
+    Call call;
+    EXPECT_EQ(call.stretch(halves, 0), 30602003);
+    EXPECT_EQ(call.limits(halves, 0, 0, 10, 1, 255), 30602004);
+    EXPECT_EQ(call.fixed(halves, 0), 30602003);
+    EXPECT_EQ(call.tiles(halves, 0, 2, 2, 5, 5), 30602003);
+    EXPECT_EQ(call.result.ImageData(), nullptr);
+}
+
 TEST(RangeToImage, RefusalsOfFixedRulesAndTilesComeInOrder)
 {
     NoxRangeImage full = image<float>(3, 2, {1, 2, 3, 4, 5, 6}), empty;
@@ -633,7 +645,7 @@ TEST(RangeToImageBodies, ThePixelBodiesMapByFlatIndex)
 {
     NoxRangeImage heights = image<float>(4, 1, {0, 5, 12, nox::Element<float>::invalid}), linear;
     NoxImage grayImage;
-    grayImage.SetSize(4, 1, NoxImageType8U);
+    grayImage.SetSize(1, 1, NoxImageType16U);  // Set gives it size and depth
     NOXEL::ImageConverterTBB converter;
     converter.Set(0, 10, 0, 10, 50, 250, NoxImageType8U, &heights, &grayImage);
     converter(tbb::blocked_range<int>(0, 4));

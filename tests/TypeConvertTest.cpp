@@ -133,4 +133,12 @@ TEST(TypeConvert, GridsThatAreNone)
     }
 }
 
+TEST(TypeConvert, TooLittleMemoryForTheGridIsToldBeforeThePointsTakeAny)
+{
+    NoxRangeImage source = perspective(2400, 2400, 2, std::vector<double>(2400 * 2400, 16.0)), output;
+    const replaced::MemoryScope memory(15ULL << 20);  // the grid of 2160 x 2160 is asked for as 17.8 MB
+    EXPECT_EQ(convert(source, &output, 1), 30602016);
+    EXPECT_THROW(convert(source, &output, 0), std::bad_alloc);
+}
+
 }  // namespace
