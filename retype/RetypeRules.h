@@ -393,7 +393,7 @@ void mapPixels(const S* from, D* to, std::size_t n, const Rule rule, const Other
     for (; i + 16 <= n; i += 16) {
         fetchAhead(from + i);
         rule.eight(from + i, to + i);
-        fetchAhead(from + i + 8);
+        if constexpr (sizeof(S) == 8) fetchAhead(from + i + 8);  // narrower ones fill one line together
         other.eight(from + i + 8, to + i + 8);
     }
     if (i < n) {

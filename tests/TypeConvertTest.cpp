@@ -106,6 +106,7 @@ TEST(TypeConvert, RefusesInOrderAndLeavesTheOutput)
 const std::tuple<const char*, double, double, double, unsigned long long, long, double> grids[] = {
     {"64 MB with 60 MB free", 1, 1290, 0.5, 60ULL << 20, 30602016, 0},
     {"three planes of 64 MB with 180 MB free", 1, 1290, 0.5, 180ULL << 20, 30602016, 0},
+    {"35 cells with less than a MB free", 1, 2, 0.5, (1ULL << 20) - 1, 30602016, 0},
     {"sides beyond an int", 1e-30, 1e30, 0.5, ~0ULL, 30602016, 0},
     {"an infinite scale", 1e-320, 1e10, 0.5, ~0ULL, 30602016, 0},
     {"too large for any memory", 1, 5e8, 0.5, 1ULL << 40, 30602016, 0},
