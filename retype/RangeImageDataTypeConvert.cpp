@@ -9,6 +9,7 @@
 #include "frame/OutputPlane.h"
 #include "frame/Parallel.h"
 #include "frame/StaticConfig.h"
+#include "retype/ByteSteps.h"
 #include "retype/RetypeRows.h"
 #include "retype/Scale.h"
 
@@ -78,6 +79,16 @@ nox::Scratch<D> tabulate(std::size_t size, const Rule& rule, const HeightAt& hei
     return results;
 }
 
+/// What may give the same as a table and take turns with it.
+template <class S, class D, class Rule>
+auto fasterRule(const Rule& rule, const D* results)
+{
+    if constexpr (sizeof(D) == 2)
+        return nox::retype::ByteToWordLine<S>(results);
+    else
+        return nox::retype::ByteSteps<D>(results, rule.resolution, rule.offset);
+}
+
 /// A table pays where the rule costs as much as a look-up, and there are many more pixels than it has heights.
 template <class S, class D, class Body>
 void run(const Body& body, int rows)
@@ -90,14 +101,12 @@ void run(const Body& body, int rows)
         if (pays(Lookup::size)) {
             const auto results = tabulate<S, D>(Lookup::size, rule, Lookup::heightAt);
             const Lookup lookup{results.get()};
-            if constexpr (std::is_same_v<D, unsigned char>)
+            const auto faster = fasterRule<S>(rule, results.get());
+            const auto byFaster = tabulate<S, D>(Lookup::size, faster, Lookup::heightAt);
+            if (std::equal(byFaster.get(), byFaster.get() + Lookup::size, results.get()))
+                return runOverRows(body, rows, lookup, faster);
+            if constexpr (sizeof(D) == 1 && std::is_unsigned_v<D>)
                 return runOverRows(body, rows, lookup, rule);  // no division
-            if constexpr (sizeof(D) == 2) {
-                const nox::retype::ByteToWordLine<S> line(results.get());
-                const auto byLine = tabulate<S, D>(Lookup::size, line, Lookup::heightAt);
-                if (std::equal(byLine.get(), byLine.get() + Lookup::size, results.get()))
-                    return runOverRows(body, rows, lookup, line);
-            }
             return runOverRows(body, rows, lookup, lookup);
         }
     } else if constexpr (std::is_same_v<S, int> && sizeof(D) <= 2) {

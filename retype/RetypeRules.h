@@ -14,7 +14,7 @@
 #include <limits>
 #include <type_traits>
 
-// A rule turns eight neighbouring pixels at once, eight(from, to); `mapPixels` brings it any number of them, so that
+// A rule turns eight neighbouring pixels at once, rule(from, to); `mapPixels` brings it any number of them, so that
 // there is no second form of it for single pixels. Inlined by force: a call would load all constants for each eight.
 
 namespace nox::retype {
@@ -164,7 +164,7 @@ struct GeneralRule
     /// No other float lies so near to the invalid value that it counts as that.
     bool standsAlone = std::abs(floatInvalid) >= 1.0f && floatInvalid == sourceInvalid;
 
-    [[gnu::always_inline]] void eight(const S* from, D* to) const
+    [[gnu::always_inline]] void operator()(const S* from, D* to) const
     {
         if constexpr (sizeof(S) == 1 && sizeof(D) == 1) {
             const auto byte = [](double value) { return _mm_set1_epi8(static_cast<char>(t32(value))); };
@@ -264,7 +264,7 @@ struct ByteToWordRule
 {
     Place place;
 
-    [[gnu::always_inline]] void eight(const unsigned char* from, unsigned short* to) const
+    [[gnu::always_inline]] void operator()(const unsigned char* from, unsigned short* to) const
     {
         const Double8 x = place(from);
         const Double8 cut{smaller(Double4(65535.0), x.low), smaller(Double4(65535.0), x.high)};  // lets a NaN pass
@@ -278,7 +278,7 @@ struct WordToByteRule
 {
     float resolution, offset;
 
-    [[gnu::always_inline]] void eight(const unsigned short* from, unsigned char* to) const
+    [[gnu::always_inline]] void operator()(const unsigned short* from, unsigned char* to) const
     {
         const Float8 x =
             (Counts8(from).floats(0.0f) - Float8(offset)) * Float8(resolution) * Float8(100.0f) + Float8(127.0f);
@@ -292,7 +292,7 @@ struct RoundedWordToByteRule
 {
     float scale, offset;
 
-    [[gnu::always_inline]] void eight(const unsigned short* from, unsigned char* to) const
+    [[gnu::always_inline]] void operator()(const unsigned short* from, unsigned char* to) const
     {
         const Float8 x = (floats(eightIntegers(from)) - Float8(offset)) * Float8(scale) + Float8(127.0f);
         const Float8 cut = smaller(larger(x, Float8(0.0f)), Float8(255.0f));
@@ -306,7 +306,7 @@ struct FloatToByteRule
 {
     float divisor, targetOffset;
 
-    [[gnu::always_inline]] void eight(const float* from, unsigned char* to) const
+    [[gnu::always_inline]] void operator()(const float* from, unsigned char* to) const
     {
         const Float8 v = eightFloats(from);
         const __m256 distance = (v - Float8(Element<float>::invalid)).lanes;
@@ -328,7 +328,7 @@ struct Lookup
 
     static S heightAt(std::size_t bits) { return static_cast<S>(bits); }
 
-    [[gnu::always_inline]] void eight(const S* from, D* to) const
+    [[gnu::always_inline]] void operator()(const S* from, D* to) const
     {
         for (int k = 0; k < 8; ++k) to[k] = results[static_cast<std::make_unsigned_t<S>>(from[k])];
     }
@@ -347,7 +347,7 @@ struct ByteToWordLine
     {
     }
 
-    [[gnu::always_inline]] void eight(const S* from, unsigned short* to) const
+    [[gnu::always_inline]] void operator()(const S* from, unsigned short* to) const
     {
         const Counts8 counts(from);
         store(to, counts.zeros(), nox::truncated(counts.floats(-1.0f) * Float8(step) + Float8(first)));
@@ -370,37 +370,49 @@ struct LookupAround
         return distance == INT16_MIN || distance == INT16_MAX ? Element<int>::invalid : middle + distance;
     }
 
-    [[gnu::always_inline]] void eight(const int* from, D* to) const
+    [[gnu::always_inline]] void operator()(const int* from, D* to) const
     {
         const Int8 v = eightIntegers(from), none = isNone(v, Element<int>::invalid);
         const __m128i centre = _mm_set1_epi32(middle);
         const __m128i distances = _mm_packs_epi32(_mm_sub_epi32(v.low, centre), _mm_sub_epi32(v.high, centre));
         const __m128i extreme =
             _mm_cmpgt_epi16(_mm_set1_epi16(INT16_MIN + 2), _mm_add_epi16(distances, _mm_set1_epi16(1)));
-        if (!_mm_testc_si128(saturatedWords(none), extreme)) return rule.eight(from, to);
+        if (!_mm_testc_si128(saturatedWords(none), extreme)) return rule(from, to);
         alignas(16) short places[8];
         _mm_store_si128(reinterpret_cast<__m128i*>(places), distances);
-        Lookup<short, D>{results}.eight(places, to);
+        Lookup<short, D>{results}(places, to);
     }
 };
+
+/// How many pixels a rule turns at once.
+template <class Rule>
+inline constexpr std::size_t unitOf = 8;
+
+/// `Count` pixels by a rule.
+template <std::size_t Count, class S, class D, class Rule>
+[[gnu::always_inline]] inline void turn(const S* from, D* to, const Rule& rule)
+{
+    for (std::size_t k = 0; k < Count; k += unitOf<Rule>) rule(from + k, to + k);
+}
 
 /// Two rules of the same outcome take turns: what one waits for is free for the other. They come by value: a store of
 /// bytes might change one that the caller can see.
 template <class S, class D, class Rule, class Other>
 void mapPixels(const S* from, D* to, std::size_t n, const Rule rule, const Other other)
 {
+    constexpr std::size_t unit = std::max(unitOf<Rule>, unitOf<Other>);
     std::size_t i = 0;
-    for (; i + 16 <= n; i += 16) {
+    for (; i + 2 * unit <= n; i += 2 * unit) {
         fetchAhead(from + i);
-        rule.eight(from + i, to + i);
-        if constexpr (sizeof(S) == 8) fetchAhead(from + i + 8);  // narrower ones fill one line together
-        other.eight(from + i + 8, to + i + 8);
+        turn<unit>(from + i, to + i, rule);
+        if constexpr (unit * sizeof(S) >= 64) fetchAhead(from + i + unit);  // fewer fill one line together
+        turn<unit>(from + i + unit, to + i + unit, other);
     }
     if (i < n) {
-        S in[16] = {};
-        D out[16];
+        S in[2 * unit] = {};
+        D out[2 * unit];
         std::copy(from + i, from + n, in);
-        mapPixels(in, out, 16, rule, other);
+        mapPixels(in, out, 2 * unit, rule, other);
         std::copy_n(out, n - i, to + i);
     }
 }

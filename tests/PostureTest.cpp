@@ -233,31 +233,80 @@ TEST(Posture, TheMergeIsThatOfAllPointsInCanvasOrder)
     }
 }
 
+/// Canvas planes, and the stages that end on them.
+struct Stages
+{
+    cv::Mat x = cv::Mat(17, 40, CV_32F, cv::Scalar(kLargest)), y = x.clone(), z{17, 40, CV_32F, cv::Scalar(kNone)};
+    cv::Mat pose;
+
+    const cv::Mat& setPose(const Scene& scene, int i)
+    {
+        scene.poses[i].Matrix().convertTo(pose, CV_32F);
+        return pose;
+    }
+
+    /// On 25 rows x 31 columns of 0.6 x 0.3.
+    NoxRangeImage merged(float shiftX, float shiftY)
+    {
+        cv::Mat sum, count;
+        EXPECT_EQ(NOXEL::PclValToPixelAll(x, y, z, shiftX, shiftY, 0.3f, 0.6f, 40, 17), 0);
+        EXPECT_EQ(NOXEL::AllAddSum_TBB(x, y, z, sum, count, 40, 17, 25, 31), 0);
+        return imageOf(31, 25, {0.3f, -shiftY / 0.3f, 0.6f, -shiftX / 0.6f}, [&](int row, int column) {
+            const float points = count.at<float>(row, column);
+            return points > 0 ? sum.at<float>(row, column) / points : kNone;
+        });
+    }
+};
+
 TEST(Posture, TheStagesOneAfterTheOtherGiveWhatTheOperationGives)
 {
     Scene scene(imageOf(21, 9, kGrid, [](int r, int c) { return 0.1f * static_cast<float>(r * c); }), kFirstPose);
     scene.add(imageOf(13, 17, kGrid, [](int r, int c) { return r == c ? kNone : 2.f; }), kSecondPose);
-    cv::Mat x(17, 40, CV_32F, cv::Scalar(kLargest)), y = x.clone(), z(17, 40, CV_32F, cv::Scalar(kNone));
-    cv::Mat x0, y0, pose, sum, count, none;
-    const auto image = [&](int i) -> NoxRangeImage& {
-        scene.poses[i].Matrix().convertTo(pose, CV_32F);
-        return scene.images[i];
-    };
-    ASSERT_EQ(NOXEL::RangeToPlc_SIMD0(image(0), pose, x0, y0, x, y, z, 3, -2, 0.5f, 0.25f, 21, 9), 0);
+    Stages s;
+    cv::Mat x0, y0, none;
+    s.setPose(scene, 0);
+    ASSERT_EQ(NOXEL::RangeToPlc_SIMD0(scene.images[0], s.pose, x0, y0, s.x, s.y, s.z, 3, -2, 0.5f, 0.25f, 21, 9), 0);
     float a, b, c, d;
-    NOXEL::BOX_MinXY_SIMD0(x0, y0, z, &a, &b, 21, 9);
-    NOXEL::BOX_MinXY_SIMD0(x, y, z, &c, &d, 21, 9);
-    const auto shiftX = static_cast<float>((c - a) + 2 * 0.25), shiftY = static_cast<float>((d - b) - 3 * 0.5);
-    EXPECT_EQ(NOXEL::RangeToPlc_SIMD(image(1), pose, x, y, z, 3, -2, 0.5f, 0.25f, 28, 13, 17), 11200003);
-    ASSERT_EQ(NOXEL::RangeToPlc_SIMD(image(1), pose, x, y, z, 3, -2, 0.5f, 0.25f, 21, 13, 17), 0);
-    ASSERT_EQ(NOXEL::PclValToPixelAll(x, y, z, shiftX, shiftY, 0.3f, 0.6f, 40, 17), 0);
-    EXPECT_EQ(NOXEL::PclValToPixelAll(x, y, none, 0, 0, 1, 1, 1, 1), 11100001);
-    ASSERT_EQ(NOXEL::AllAddSum_TBB(x, y, z, sum, count, 40, 17, 25, 31), 0);
-    cv::Mat heights = sum / count;
-    heights.setTo(kNone, count == 0);
-    expectSame(corrected(scene, {0.3f, 0.6f, 1, 0, 31, 25}),
-               imageOf(31, 25, {0.3f, -shiftY / 0.3f, 0.6f, -shiftX / 0.6f},
-                       [&](int row, int column) { return heights.at<float>(row, column); }));
+    NOXEL::BOX_MinXY_SIMD0(x0, y0, s.z, &a, &b, 21, 9);
+    NOXEL::BOX_MinXY_SIMD0(s.x, s.y, s.z, &c, &d, 21, 9);
+    s.setPose(scene, 1);
+    const auto second = [&](int column) {
+        return NOXEL::RangeToPlc_SIMD(scene.images[1], s.pose, s.x, s.y, s.z, 3, -2, 0.5f, 0.25f, column, 13, 17);
+    };
+    EXPECT_EQ(second(28), 11200003);
+    ASSERT_EQ(second(21), 0);
+    EXPECT_EQ(NOXEL::PclValToPixelAll(s.x, s.y, none, 0, 0, 1, 1, 1, 1), 11100001);
+    const NoxRangeImage merged =
+        s.merged(static_cast<float>((c - a) + 2 * 0.25), static_cast<float>((d - b) - 3 * 0.5));
+    expectSame(corrected(scene, {0.3f, 0.6f, 1, 0, 31, 25}), merged);
+}
+
+TEST(Posture, TheStagesOfPerspectiveImagesToo)
+{
+    for (const float centreColumn : {-2.0f, 8.0f}) {  // the smallest x above 0, below it
+        const auto centre = [&](int i) { return centreColumn + static_cast<float>(i); };
+        Scene scene(samples::imageOf<unsigned short>(21, 9, [](int r, int c) { return (r * c) % 7; }), kFirstPose);
+        scene.add(samples::imageOf<double>(13, 17, [](int r, int c) { return r == c ? -INFINITY : 4; }), kSecondPose);
+        for (int i : {0, 1}) {
+            scene.images[i].SetInfo(0.5, -18, 1, 0, 1, 0);
+            setPerspective(scene.images[i], {centre(i), -3, 0.02, 0.03});
+        }
+        Stages s;
+        float a, b, c, d;
+        const auto stage = [&](int i, int column, float* x0, float* y0, float* x, float* y) {
+            s.setPose(scene, i);
+            return NOXEL::RangeToPlcType1_OutPutMinBox(scene.images[i], s.pose, s.x, s.y, s.z, centre(i), -3, 0.02f,
+                                                       0.03f, column, x0, y0, x, y);
+        };
+        ASSERT_EQ(stage(0, 0, &a, &b, &c, &d), 0);
+        EXPECT_EQ(a<0, centreColumn> 0);
+        EXPECT_GT(b, 0);
+        EXPECT_EQ(stage(1, 28, nullptr, nullptr, nullptr, nullptr), 11200003);
+        ASSERT_EQ(stage(1, 21, nullptr, nullptr, nullptr, nullptr), 0);
+        const float shiftX = a < 0 ? c : static_cast<float>(double(c - a) - double(centreColumn) * 0.02);
+        expectSame(corrected(scene, {0.3f, 0.6f, 1, 0, 31, 25}),
+                   s.merged(shiftX, static_cast<float>(double(d - b) + 3 * 0.03)));
+    }
 }
 
 TEST(Posture, APointCountsInFourCells)

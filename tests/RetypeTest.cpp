@@ -136,7 +136,9 @@ TEST(Retype, EveryValueAndWidthOfAllPairs)
     const double scales[][2] = {{0.01, 127.0}, {0.001, 32768.0}, {0.37, -33.3}, {-1e6, 5.5}, {1e300, 0.1}, {NAN, 1.0}};
     for (const auto& scale : scales) expectAllPairs(37, 3600, 0, scale[0], scale[1]);
     for (int width = 1; width <= 40; ++width) expectAllPairs(width, 3, width % 2);
-    expectAllPairs(1031, 1033, 0);  // outgrows the caches
+    expectAllPairs(1031, 1033, 0);                                        // outgrows the caches
+    const double fineScales[][2] = {{0.001, 32768.0}, {0.0025, 4000.0}};  // with tables, and steps a height late
+    for (const auto& scale : fineScales) expectAllPairs(1031, 512, 0, scale[0], scale[1]);
 }
 
 const struct

@@ -257,6 +257,8 @@ TEST(AxisTransform, refusals)
     EXPECT_EQ(anglesOf(1), 11200002);
     EXPECT_EQ(angles, NoxVector3d(7, 7, 7));
     EXPECT_EQ(anglesOf(0), 0);
+    m.Replace(1, 1, 0.0);  // one axis without a length
+    EXPECT_EQ(anglesOf(0), 11200001);
 }
 
 /// The code, and the lowest, highest, number and mean of the heights: -1 where untouched.
