@@ -287,15 +287,16 @@ TEST(RangeToCloudBodies, EightBitFormsAgreeAtEveryWidth)
 
 TEST(RangeToCloudBodies, ABlockLosesPointsWhoseXIsItsMarker)
 {
-    for (int width : {16, 18}) {
-        const Bytes source(18, 1);
-        Floats triples(54);
-        int count = 0;
-        const RangeImageToPointCloud_TBBSSE_8U body{source.data(), triples.data(), width, 1, kLargest, 0, -1, 1, 0,
-                                                    &count};
-        body(tbb::blocked_range<std::size_t>(0, 1));  // x = (0 + 1) * kLargest
-        EXPECT_EQ(count, width == 16 ? 16 : 2);       // blocks end before the last 16 columns
-    }
+    for (const float step : {1.0f, kLargest})  // x = (0 + 1) * step
+        for (int width : {16, 18}) {
+            const Bytes source(18, 1);
+            Floats triples(54);
+            int count = 0;
+            const RangeImageToPointCloud_TBBSSE_8U body{source.data(), triples.data(), width, 1, step, 0, -1, 1, 0,
+                                                        &count};
+            body(tbb::blocked_range<std::size_t>(0, 1));
+            EXPECT_EQ(count, step == 1 || width == 16 ? width : 2);  // blocks end before the last 16 columns
+        }
 }
 
 TEST(RangeToCloudBodies, TakeStepAndInvalidValueFromTheirFieldsAndGoOnFromTheCount)
