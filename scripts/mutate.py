@@ -14,6 +14,9 @@ SWAPS = ["Width|Height", "width|height", "cols|rows", "row|column", r"\.X\(\)|.Y
          "resolutionX|resolutionY", "OffsetX|OffsetY", "offsetX|offsetY", "min|max", "low|high", "true|false",
          "minimum|maximum", "first|last", " \\+ | - ", " \\* | / ", " < | <= ", " > | >= ", " == | != ", r" && | || ",
          r" \+= | -= ", "floor|ceil", "begin|end"]
+# Lines that decide how fast a result comes and not what it is: a change there is no fault.
+SPEED = (r"kTileCells|kMostReads|[wW]orthCutting|kBlock\b|kPixels\b|kLength\b|kSpare|piece = 256|twoRoundings|streaming|"
+         r"fetchAhead|outgrowsCaches|\bpays\b|reserve\(")
 TESTS = [{}, {"NOX_TEST_TBB": "3"}, {"NOX_TEST_EFFICIENCY": "1"}]
 
 
@@ -21,6 +24,8 @@ def mutations(line):
     """All (column, old, new) of a line."""
     code = line.split("//")[0]
     if not code.strip() or re.match(r"\s*(#|///|template|using|static_assert|namespace|friend)", code):
+        return
+    if re.search(SPEED, code):
         return
     for swap in SWAPS:
         a, b = re.split(r"(?<!\\)\|", swap, maxsplit=1) if " || " not in swap else (" && ", " || ")

@@ -62,6 +62,17 @@ TEST(OrderedCloud, RefusesInOrder)
     }
 }
 
+TEST(OrderedCloud, Method1AsksForSixPlanesAndTheColours)
+{
+    for (const bool isShort : {false, true}) {
+        const replaced::MemoryScope memory(2000ULL * 900 * (6 * 4 + 3 * 5) - isShort);
+        NoxPointCloud cloud = cloudOf({{1, 2, 3}}, {7, 8, 9}, 3);
+        NoxRangeImage image;
+        EXPECT_EQ(NOXEL::Nox3DDataConvert().PointCloudToRangeImage(cloud, &image, 1, 2000, 900, 1, 1, 0, 0),
+                  isShort ? 30602010 : 0);
+    }
+}
+
 TEST(OrderedCloud, Method0CopiesHeightsByIndexWhateverTheyAre)
 {
     Points points;

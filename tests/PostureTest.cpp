@@ -332,8 +332,8 @@ TEST(Posture, APointCountsInFourCells)
     NOXEL::PclAddToRangeTBB1(x, y, z, 2, 5, 7, s, c).get(s, c);
     expectSums("grids of the caller", sums1, counts1);
     NOXEL::PclAddToRangeTBB upper(x, y, z, 2, 4, 5, 7), lower(upper, tbb::split());
-    upper(Range(0, 1));
-    lower(Range(1, 4));
+    upper(Range(1, 4));
+    lower(Range(0, 1));
     upper.join(lower);
     expectSums("two bodies", upper.sum, upper.count);
 }
@@ -420,6 +420,10 @@ TEST(Posture, ReductionLeavesTheCallersPixels)
             ASSERT_EQ(correctAt(20, 5), 0) << "larger than the output";
             EXPECT_EQ(result.Width(), 64);
             EXPECT_EQ(result.Height(), 5);
+            ASSERT_EQ(correctAt(20, 20), 0);
+            EXPECT_TRUE(method == 0 || sameBits(std::vector<float>(pixels<float>(result), pixels<float>(result) + 64),
+                                                pixels<float>(result) + 19 * 64))
+                << "one row of cells";
             EXPECT_EQ(correctAt(42, 50), method || type ? 30602021 : 11100001);
             EXPECT_EQ(correctAt(35, 50), type ? 30602021 : 11100001) << "a later one";
         }
