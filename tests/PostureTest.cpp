@@ -265,7 +265,12 @@ TEST(Posture, TheStagesOneAfterTheOtherGiveWhatTheOperationGives)
     Stages s;
     cv::Mat x0, y0, none;
     s.setPose(scene, 0);
-    ASSERT_EQ(NOXEL::RangeToPlc_SIMD0(scene.images[0], s.pose, x0, y0, s.x, s.y, s.z, 3, -2, 0.5f, 0.25f, 21, 9), 0);
+    const auto first = [&](int height) {
+        return NOXEL::RangeToPlc_SIMD0(scene.images[0], s.pose, x0, y0, s.x, s.y, s.z, 3, -2, 0.5f, 0.25f, 21, height);
+    };
+    ASSERT_EQ(first(0), 0);
+    EXPECT_EQ(x0.rows, 0);
+    ASSERT_EQ(first(9), 0);
     float a, b, c, d;
     NOXEL::BOX_MinXY_SIMD0(x0, y0, s.z, &a, &b, 21, 9);
     NOXEL::BOX_MinXY_SIMD0(s.x, s.y, s.z, &c, &d, 21, 9);

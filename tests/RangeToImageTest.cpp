@@ -506,6 +506,13 @@ TYPED_TEST(RangeToImageOf, TilesMapByTheRule)
     EXPECT_EQ(grays(call.result), (std::vector<int>{1, 13107, 0, 1, 52428, 39321}));
 }
 
+TEST(RangeToImage, ALargeTileIsMappedToItsLastRow)
+{
+    Call call;
+    ASSERT_EQ(call.tiles(image(220, 300, std::vector<unsigned char>(66000, 50)), 0, 220, 300, 5, 5), 0);
+    EXPECT_EQ(grays(call.result), std::vector<int>(66000, 128));  // the middle of the band from 45 to 55
+}
+
 TEST(RangeToImage, ANaNLeavesItsTileAlone)
 {
     Call call;
@@ -650,6 +657,7 @@ TEST(RangeToImageBodies, ThePixelBodiesMapByFlatIndex)
     converter.Set(0, 10, 0, 10, 50, 250, NoxImageType8U, &heights, &grayImage);
     converter(tbb::blocked_range<int>(0, 4));
     EXPECT_EQ(grays(grayImage), (std::vector<int>{50, 150, 250, 0}));
+    grayImage.SetSize(1, 1, NoxImageType8U);  // of one side alone as well
     converter.Set(5, 5, 0, 10, 50, 250, NoxImageType8U, &heights, &grayImage);
     converter(tbb::blocked_range<int>(0, 4));
     EXPECT_EQ(grays(grayImage), (std::vector<int>{50, 150, 150, 0}));

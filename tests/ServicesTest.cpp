@@ -214,7 +214,8 @@ TEST(AxisTransform, anglesTurnRightHandedAboutXThenYThenZAndComeBack)
         u = w;
     };
     const NOXEL::Nox3DAxisTransform transform;
-    const NoxVector3d turns[] = {{10, 20, 30}, {-170, 80, -5}, {100, -89, 179}, {0, 90, 40}, {0, -90, -120}};
+    const NoxVector3d turns[] = {{10, 20, 30},  {-170, 80, -5},   {100, -89, 179}, {0, 90, 40},  {0, -90, -120},
+                                 {60, 50, -70}, {-120, -30, 100}, {20, -60, -160}, {150, 40, 70}};
     for (const NoxVector3d& angles : turns) {
         NoxMatrix4 m;
         NoxVector3d found, scale, translation;

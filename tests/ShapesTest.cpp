@@ -110,7 +110,7 @@ TEST(RoiToShape, refusesInOrder)
         {"zHigh too low", -65536, -65536, 0, 0, "none 11200002"},
         {"zLow too low", 1, -65535.5, 0, 0, "none 11200002"},
         {"resolution X before Y", 65535, -65535, 0, 0, "none 11200003"},
-        {"resolution Y before the kind", 2, 1, 1, -1, "none 11200005"},
+        {"resolution Y before the kind", 2, 1, 1, 0, "none 11200005"},
         {"the whole image has no shape", 2, 1, 1, 1, "none 11000002"},
         {"a NaN passes the tests", kNaN, kNaN, kNaN, kNaN, "none 11000002"},
     };
@@ -169,7 +169,7 @@ TEST(ShapeToRoi, projectsEveryKind)
         {"tilted circle", made(&S::Gen3DCircle, c, V(1.2f, 0, 1.6f), 5), "ellipse 2 1 4 5 90"},
         {"tilted both ways: 5 sqrt(.928^2 + .096^2), 5 sqrt(.872^2 + .096^2)",
          made(&S::Gen3DCircle, c, V(.36f, .48f, .8f), 5), "ellipse 2 1 4.6648 4.3863 36.8699"},
-        {"plane on edge", made(&S::Gen3DPlane, c, V(1, 2, 0)), "line -100000 200000 100000 -200000"},
+        {"plane on edge", made(&S::Gen3DPlane, c, V(3, 2, 0)), "line -300000 200000 300000 -200000"},
         {"plane", made(&S::Gen3DPlane, c, V(1, 0, -.001f)), "rect2 0 0 100000 100000 0"},
         {"box", made(&S::Gen3DBox, c, none, V(2, 4, 6)), "polygon 0 0 2 0 0 4 2 4"},
         {"box tipped halfway: (x - z) / sqrt(2) at all eight corners",
