@@ -397,6 +397,7 @@ TEST(CloudToRangeBodies, JoinAddsAndFillDivides)
     for (int channels : {1, 2, 3, 4}) {
         NOXEL::PCtoRIRegisterPointWithColorNew left(3, 2, points, 2.0f, colors.data(), channels);
         NOXEL::PCtoRIRegisterPointWithColorNew right(left, tbb::split());
+        EXPECT_EQ(right.weights.size(), left.weights.size());
         left(Range(0, 1));
         right(Range(1, 2));
         left.join(right);

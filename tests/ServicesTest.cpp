@@ -214,8 +214,10 @@ TEST(AxisTransform, anglesTurnRightHandedAboutXThenYThenZAndComeBack)
         u = w;
     };
     const NOXEL::Nox3DAxisTransform transform;
-    const NoxVector3d turns[] = {{10, 20, 30},  {-170, 80, -5},   {100, -89, 179}, {0, 90, 40},  {0, -90, -120},
-                                 {60, 50, -70}, {-120, -30, 100}, {20, -60, -160}, {150, 40, 70}};
+    std::vector<NoxVector3d> turns{{0, 90, 40}, {0, -90, -120}};
+    for (int k = 0; k < 18 * 18 * 18; ++k)
+        turns.push_back(NoxVector3d(static_cast<float>(k % 18 * 20 - 170), static_cast<float>(k / 18 % 18 * 10 - 85),
+                                    static_cast<float>(k / 324 * 20 - 170)));
     for (const NoxVector3d& angles : turns) {
         NoxMatrix4 m;
         NoxVector3d found, scale, translation;
@@ -227,13 +229,16 @@ TEST(AxisTransform, anglesTurnRightHandedAboutXThenYThenZAndComeBack)
         EXPECT_LT(cv::norm(turned(m, {1, 2, 5}) - cv::Vec4d(x, y, z, 0)), 1e-14);
         EXPECT_EQ(m.Value(3, 3), 1.0);
 
-        const double factors[] = {2, 3, -0.5};
-        for (int i = 0; i < 9; ++i) m.Replace(i / 3, i % 3, m.Value(i / 3, i % 3) * factors[i % 3]);
-        ASSERT_EQ(transform.GetRotateAnglesFromTransformMatrix4(m, 0, &found, &scale, &translation), 0);
-        for (const double off : {found.X() - angles.X(), found.Y() - angles.Y(), found.Z() - angles.Z()})
-            EXPECT_NEAR(off, 0.0, 1e-4);
-        EXPECT_EQ(scale, NoxVector3d(2, 3, -0.5f));
-        EXPECT_EQ(translation, NoxVector3d(4, 5, 6));
+        for (const float depth : {-0.5f, 0.5f}) {
+            const double factors[] = {2, 3, depth};
+            NoxMatrix4 scaled = m;
+            for (int i = 0; i < 9; ++i) scaled.Replace(i / 3, i % 3, m.Value(i / 3, i % 3) * factors[i % 3]);
+            ASSERT_EQ(transform.GetRotateAnglesFromTransformMatrix4(scaled, 0, &found, &scale, &translation), 0);
+            for (const double off : {found.X() - angles.X(), found.Y() - angles.Y(), found.Z() - angles.Z()})
+                EXPECT_NEAR(off, 0.0, 1e-4);
+            EXPECT_EQ(scale, NoxVector3d(2, 3, depth));
+            EXPECT_EQ(translation, NoxVector3d(4, 5, 6));
+        }
     }
 }
 
