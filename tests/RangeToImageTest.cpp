@@ -552,17 +552,20 @@ TEST(RangeToImage, EfficiencyWritesInPlace)
 
 // ---- bodies that no operation starts ----
 
+/// The heights are the second row.
 template <class Body, class S, class D>
 std::vector<int> linear(std::vector<S> heights, float a, float b)
 {
+    const auto width = static_cast<int>(heights.size());
+    heights.insert(heights.begin(), heights.size(), S(1));
     std::vector<D> out(heights.size(), D(77));
     NoxRun run{};
-    run.row = 0;
+    run.row = 1;
     run.first = 1;
-    run.last = static_cast<int>(heights.size()) - 2;
-    const Body body(heights.data(), out.data(), static_cast<int>(heights.size()), a, b, &run);
+    run.last = width - 2;
+    const Body body(heights.data(), out.data(), width, a, b, &run);
     body(tbb::blocked_range<int>(0, 1));
-    return {out.begin(), out.end()};
+    return {out.begin() + width, out.end()};
 }
 
 /// A run from 1 to 18 holds one block of 16; the last two of its pixels are the tail.
@@ -594,8 +597,6 @@ TEST(RangeToImageBodies, BlocksRoundAndTailsTruncate)
     EXPECT_EQ(to16[17], 90000 - 65536);  // two blocks of 8 end before column 17
 }
 
-/// With e = 2^-23 the product 3 x (1 + e) lies between two floats and rounds up to 3 + 4e, so that less 1.5 + 4e it is
-/// a half; with one rounding it stays below.
 /// Every 16-bit value as a height of T through a body made by make(heights, grays).
 template <class T, class U, class Make, class Rule>
 void expectOfBody(const Make& make, const Rule& rule)
@@ -640,6 +641,8 @@ TEST(RangeToImageBodies, TheFixedRulesTakeOtherNumbers)
         body(2, 5), [](float h) { return std::clamp(static_cast<double>(h) / 0.02 + 100.0, 0.0, 65535.0); });
 }
 
+/// With e = 2^-23 the product 3 x (1 + e) lies between two floats and rounds up to 3 + 4e, so that less 1.5 + 4e it is
+/// a half; with one rounding it stays below.
 TEST(RangeToImageBodies, TheFusedBlockRoundsOnce)
 {
     const float e = 1.0f / (1 << 23), a = 1.0f + e, b = 1.5f + 4 * e;

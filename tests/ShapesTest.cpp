@@ -160,6 +160,7 @@ TEST(ShapeToRoi, projectsEveryKind)
         {"other types count as a direction", made(&S::Gen3DLine, c, V(0, 6, 9), L(7)), "line 2 1 8 1"},
         {"a direction along one axis", made(&S::Gen3DLine, c, V(4, 0, 9), L(0)), "line 2 1 2 5"},
         {"upright direction counts as an end", made(&S::Gen3DLine, V(1, 1, 0), V(0, 0, 5), L(0)), "line 1 1 0 0"},
+        {"as good as upright", made(&S::Gen3DLine, V(1, 1, 0), V(5e-9f, 5e-9f, 5), L(0)), "line 1 1 0 0"},
         {"circle from below", made(&S::Gen3DCircle, c, V(0, 0, -1), 5), "circle 2 1 5"},
         {"long normal along z", made(&S::Gen3DCircle, c, V(0, 0, 2), 5), "circle 2 1 5"},
         {"circle on edge, normal x", made(&S::Gen3DCircle, c, V(1, 0, 0), 5), "line -3 1 7 1"},
