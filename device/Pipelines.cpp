@@ -41,6 +41,13 @@ class Canvas
                                       0);
     }
 
+    /// Places without a point are read as well, though what lies there does not count.
+    Buffer<float> plane(bool covered) const
+    {
+        const std::uint64_t cells = cellsOf(columns_, rows_);
+        return covered ? device_.allocate<float>(cells) : device_.zeros<float>(cells);
+    }
+
 public:
     /// @param covered  whether images will lie on all of it
     Canvas(Session& device, int columns, int rows, bool covered, float rowResolution, float columnResolution)
@@ -49,9 +56,9 @@ public:
           rows_(rows),
           rowResolution_(rowResolution),
           columnResolution_(columnResolution),
-          x_(device.allocate<float>(cellsOf(columns, rows))),
-          y_(device.allocate<float>(cellsOf(columns, rows))),
-          z_(covered ? device.allocate<float>(cellsOf(columns, rows)) : device.zeros<float>(cellsOf(columns, rows)))
+          x_(plane(covered)),
+          y_(plane(covered)),
+          z_(plane(covered))
     {
         if (device.code()) std::fprintf(stderr, "cuda_MallocXYZ:%s\n", device.errorText());
     }

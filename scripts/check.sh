@@ -36,10 +36,11 @@ step "tests under valgrind"  # in plain memory: inside the pool it would see no 
 cmake --preset release -B build/valgrind -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="-O2 -g -DNOX_SYSTEM_ALLOCATOR" \
     -DNOX_BUILD_BENCHMARKS=OFF -DNOX_BUILD_EXAMPLES=OFF
 cmake --build build/valgrind --target nox_tests
-# but three, which compare NaN bit for bit: valgrind's arithmetic gives others than the processor's
+# valgrind's NaN are others than the processor's and compare otherwise, and it never flushes to zero
+unlike='RangeToCloud.EveryWidth*:RangeToCloud.ManyTasks*:RangeToImageOf/5.StretchesEveryWidth*:'
+unlike+='Retype.EveryValue*:Retype.BothStorage*:Device.PointsCountFully*'
 valgrind --error-exitcode=9 --leak-check=full --show-leak-kinds=definite --errors-for-leak-kinds=definite --quiet \
-    build/valgrind/tests/nox_tests --gtest_brief=1 \
-    --gtest_filter='-RangeToCloud.EveryWidth*:RangeToCloud.ManyTasks*:RangeToImageOf/5.StretchesEveryWidth*'
+    build/valgrind/tests/nox_tests --gtest_brief=1 --gtest_filter="-$unlike"
 
 step "images of more than 2^31 bytes"
 build/release/tests/nox_large

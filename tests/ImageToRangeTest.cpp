@@ -170,6 +170,7 @@ TEST(ImageToRange, RefusesInOrderAndLeavesTheRest)
             SCOPED_TRACE(r.rule);
             NoxImage image;
             image.SetSize(r.width, 4, 0, r.channels);
+            image.Matrix().setTo(0);
             NoxRangeImage range;
             range.SetSize(3, 2, 5);
             range.SetType(1);
