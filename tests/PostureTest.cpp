@@ -314,6 +314,21 @@ TEST(Posture, TheStagesOfPerspectiveImagesToo)
     }
 }
 
+TEST(Posture, ImagesBesideEachOtherHaveToFitTheCanvas)
+{
+    for (const auto pipeline : {&NOXEL::RangeImgPostureCorrect_CPU_TYPE0, &NOXEL::RangeImgPostureCorrect_CPU_TYPE1}) {
+        Scene scene(flatImage(), kIdentity);
+        scene.add(flatImage(), kSecondPose);
+        NoxRangeImage result;
+        const auto onCanvas = [&](int columns, int rows) {
+            return pipeline(scene.images, scene.poses, 1, 1, 1, 0, columns, rows, 8, 9, &result);
+        };
+        EXPECT_EQ(onCanvas(9, 4), 11200003);
+        EXPECT_EQ(onCanvas(10, 3), 11200003);
+        EXPECT_EQ(onCanvas(10, 4), 0);
+    }
+}
+
 TEST(Posture, APointCountsInFourCells)
 {
     float xs[] = {2.7f, -0.5f, -1.0f, 4.0f, 1.0f, 1.0f, NAN, 1.0f}, ys[] = {3.2f, 0, 5, 1, 1, 1, 1, 3e9f};
