@@ -28,7 +28,6 @@ struct PointCloudToPixel
     const float* points;
     float* image;
     int width;
-    int height;
     int count;
 
     void operator()(const Rows& rows) const
@@ -84,7 +83,7 @@ long pointCloudToRangeImage(const NoxPointCloud& cloud, NoxRangeImage* result, c
     NoxRangeImage image = sized(*result, grid, 0);
     image.SetInfo(1.0, 0.0, grid.secondResolution, grid.offsetX, grid.firstResolution, grid.offsetY);
     forRows(grid.height, facadeConfig().tbb,
-            PointCloudToPixel{cloud.PointData(), heights(image), grid.width, grid.height, cloud.Length()});
+            PointCloudToPixel{cloud.PointData(), heights(image), grid.width, cloud.Length()});
     *result = image;
     return NOXEL::code::success;
 }
