@@ -5,11 +5,11 @@
 #include <RetypeBodies.h>
 
 #include "data/ElementType.h"
-#include "data/Memory.h"
 #include "frame/OutputPlane.h"
 #include "frame/Parallel.h"
 #include "frame/StaticConfig.h"
 #include "retype/ByteSteps.h"
+#include "retype/Lookup.h"
 #include "retype/RetypeRows.h"
 #include "retype/Scale.h"
 
@@ -68,17 +68,6 @@ void runOverRows(const Body& body, int rows, const Rule& rule, const Other& othe
     });
 }
 
-/// What a rule gives for the heights heightAt(0), heightAt(1) and so on.
-template <class S, class D, class Rule, class HeightAt>
-nox::Scratch<D> tabulate(std::size_t size, const Rule& rule, const HeightAt& heightAt)
-{
-    const auto heights = nox::newScratch<S>(size);
-    auto results = nox::newScratch<D>(size);
-    for (std::size_t i = 0; i < size; ++i) heights[i] = heightAt(i);
-    nox::retype::mapPixels(heights.get(), results.get(), size, rule, rule);
-    return results;
-}
-
 /// What may give the same as a table and take turns with it.
 template <class S, class D, class Rule>
 auto fasterRule(const Rule& rule, const D* results)
@@ -99,10 +88,11 @@ void run(const Body& body, int rows)
     if constexpr (sizeof(S) + sizeof(D) == 3) {
         using Lookup = nox::retype::Lookup<S, D>;
         if (pays(Lookup::size)) {
-            const auto results = tabulate<S, D>(Lookup::size, rule, Lookup::heightAt);
-            const Lookup lookup{results.get()};
+            const auto results = nox::retype::tabulate<S, D>(Lookup::size, rule, Lookup::heightAt);
+            const auto entries = Lookup::newEntries(results.get());
+            const Lookup lookup{entries.get()};
             const auto faster = fasterRule<S>(rule, results.get());
-            const auto byFaster = tabulate<S, D>(Lookup::size, faster, Lookup::heightAt);
+            const auto byFaster = nox::retype::tabulate<S, D>(Lookup::size, faster, Lookup::heightAt);
             if (std::equal(byFaster.get(), byFaster.get() + Lookup::size, results.get()))
                 return runOverRows(body, rows, lookup, faster);
             if constexpr (sizeof(D) == 1 && std::is_unsigned_v<D>)
@@ -110,12 +100,14 @@ void run(const Body& body, int rows)
             return runOverRows(body, rows, lookup, lookup);
         }
     } else if constexpr (std::is_same_v<S, int> && sizeof(D) <= 2) {
-        using Lookup = nox::retype::LookupAround<D, decltype(rule)>;
+        using Lookup = nox::retype::Lookup<short, D>;
+        using LookupAround = nox::retype::LookupAround<D, decltype(rule)>;
         if (pays(Lookup::size)) {
             const int middle = std::clamp(nox::t32(body.offset), -(1 << 30), 1 << 30);
-            const auto results =
-                tabulate<int, D>(Lookup::size, rule, [&](std::size_t bits) { return Lookup::heightAt(bits, middle); });
-            const Lookup lookup{results.get(), rule, middle};
+            const auto results = nox::retype::tabulate<int, D>(
+                Lookup::size, rule, [&](std::size_t bits) { return LookupAround::heightAt(bits, middle); });
+            const auto entries = Lookup::newEntries(results.get());
+            const LookupAround lookup{{entries.get()}, rule, middle};
             return runOverRows(body, rows, lookup, lookup);
         }
     }

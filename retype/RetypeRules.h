@@ -11,7 +11,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <type_traits>
 
 // A rule turns eight neighbouring pixels at once, rule(from, to); `mapPixels` brings it any number of them, so that
@@ -316,71 +315,6 @@ struct FloatToByteRule
             clear = _mm256_and_ps(clear, _mm256_cmp_ps(v.lanes, _mm256_setzero_ps(), _CMP_NEQ_OQ));
         const __m128i valid = saturatedWords(split(_mm256_castps_si256(clear)));
         storeWords(to, _mm_and_si128(valid, pinnedToU8(v / Float8(divisor) + Float8(targetOffset))));
-    }
-};
-
-/// What a rule gives, found by the bits of an 8- or 16-bit height.
-template <class S, class D>
-struct Lookup
-{
-    static constexpr std::size_t size = std::size_t{1} << (8 * sizeof(S));
-    const D* results;
-
-    static S heightAt(std::size_t bits) { return static_cast<S>(bits); }
-
-    [[gnu::always_inline]] void operator()(const S* from, D* to) const
-    {
-        for (int k = 0; k < 8; ++k) to[k] = results[static_cast<std::make_unsigned_t<S>>(from[k])];
-    }
-};
-
-/// The straight line through a table of words for bytes, from its first height to its last; where the steps are whole
-/// it may be all of the table.
-template <class S>
-struct ByteToWordLine
-{
-    float first, step;
-
-    explicit ByteToWordLine(const unsigned short* results)
-        : first(results[static_cast<unsigned char>(std::numeric_limits<S>::lowest() + 1)]),
-          step((results[static_cast<unsigned char>(std::numeric_limits<S>::max())] - first) / 254.0f)
-    {
-    }
-
-    [[gnu::always_inline]] void operator()(const S* from, unsigned short* to) const
-    {
-        const Counts8 counts(from);
-        store(to, counts.zeros(), nox::truncated(counts.floats(-1.0f) * Float8(step) + Float8(first)));
-    }
-};
-
-/// Look-up for 32-bit heights whose distance from a middle one has 16 bits. The two extreme distances are also those
-/// of all heights further away: they give what the invalid height gives, and other heights there go by the rule.
-template <class D, class Rule>
-struct LookupAround
-{
-    static constexpr std::size_t size = Lookup<short, D>::size;
-    const D* results;
-    Rule rule;
-    int middle;
-
-    static int heightAt(std::size_t bits, int middle)
-    {
-        const auto distance = static_cast<short>(bits);
-        return distance == INT16_MIN || distance == INT16_MAX ? Element<int>::invalid : middle + distance;
-    }
-
-    [[gnu::always_inline]] void operator()(const int* from, D* to) const
-    {
-        const Int8 v = eightIntegers(from), none = isNone(v, Element<int>::invalid);
-        const __m128i centre = _mm_set1_epi32(middle);
-        const __m128i distances = _mm_packs_epi32(_mm_sub_epi32(v.low, centre), _mm_sub_epi32(v.high, centre));
-        const __m128i extreme =
-            _mm_cmpgt_epi16(_mm_set1_epi16(INT16_MIN + 2), _mm_add_epi16(distances, _mm_set1_epi16(1)));
-        if (!_mm_testc_si128(saturatedWords(none), extreme)) return rule(from, to);
-        alignas(16) short places[8];
-        _mm_store_si128(reinterpret_cast<__m128i*>(places), distances);
-        Lookup<short, D>{results}(places, to);
     }
 };
 
