@@ -21,7 +21,7 @@ bool outgrowsCaches(std::size_t n)
 template <class T>
 void fetchAhead(const T* elements)
 {
-    const auto ahead = reinterpret_cast<std::uintptr_t>(elements) + 1024;  // only asked for: it may lie behind the last
+    const auto ahead = reinterpret_cast<std::uintptr_t>(elements) + 2048;  // only asked for: it may lie behind the last
     _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);       // NOLINT(performance-no-int-to-ptr)
 }
 
