@@ -14,7 +14,8 @@
 #include <limits>
 #include <type_traits>
 
-// What a rule gives for all heights of 16 bits or less, found in a table.
+// What a rule gives for heights of 16 bits or less, or for distances of so many bits, found in a table; and the line
+// that may be all of one.
 
 namespace nox::retype {
 

@@ -13,8 +13,9 @@
 #include <cstdint>
 #include <type_traits>
 
-// A rule turns eight neighbouring pixels at once, rule(from, to); `mapPixels` brings it any number of them, so that
-// there is no second form of it for single pixels. Inlined by force: a call would load all constants for each eight.
+// A rule turns eight neighbouring pixels at once, or as many as `unitOf` tells, by rule(from, to); `mapPixels` brings
+// it any number of them, so that there is no second form of it for single pixels. Inlined by force: a call would load
+// all constants for each eight.
 
 namespace nox::retype {
 
